@@ -1,0 +1,19 @@
+// What the plug-in declares to the host. The host keeps pointers into these records; start-up
+// adjusts their flags and data sizes in place, and the host writes each class's data offset at
+// registration.
+#pragma once
+
+#include "Abi.h"
+
+extern REALclassDefinition PictureSepiaClass;
+extern REALclassDefinition Lut3DClass;
+extern REALclassDefinition PictureExtensionClass;
+
+inline constexpr int kGlobalMethodCount = 6;
+extern REALmethodDefinition GlobalMethodTable[kGlobalMethodCount];
+
+/// The data of one instance of a plug-in class.
+template <typename Data>
+Data& instanceData(REALobjectStruct* instance, const REALclassDefinition& definition) noexcept {
+  return *reinterpret_cast<Data*>(reinterpret_cast<char*>(instance) + definition.dataOffset);
+}

@@ -1,0 +1,45 @@
+#include "operations/Operations.h"
+#include "picture/PixelRows.h"
+
+namespace {
+
+using namespace pixels;
+
+struct Invert {
+  uint32_t operator()(uint32_t word) const noexcept { return ~word & kColorBits; }
+};
+
+struct InvertGray {
+  uint32_t operator()(uint32_t word) const noexcept {
+    const uint32_t color = word & kColorBits;
+    // Exactly the grey pixels repeat their blue byte three times.
+    const bool grey = color == (word & 0xFF) * 0x010101U;
+    return grey ? color ^ kColorBits : color;
+  }
+};
+
+}  // namespace
+
+REALpictureStruct* InvertPicture2(REALpictureStruct* self) noexcept {
+  return mappedPicture(self, Invert{});
+}
+
+REALpictureStruct* InvertPicture(REALpictureStruct* self, HostLong left, HostLong top,
+                                 HostLong width, HostLong height) noexcept {
+  const auto region = [=](const PictureEditor& e) {
+    return clip(e, left, top, width > 0 ? width : e.width, height > 0 ? height : e.height);
+  };
+  return mappedPicture(self, region, Invert{});
+}
+
+REALpictureStruct* InvertGrayPicture2(REALpictureStruct* self) noexcept {
+  return mappedPicture(self, InvertGray{});
+}
+
+REALpictureStruct* InvertGrayPicture(REALpictureStruct* self, HostLong left, HostLong top,
+                                     HostLong width, HostLong height) noexcept {
+  const auto region = [=](const PictureEditor& e) {
+    return clip(e, left, top, width >= 0 ? width : e.width, height >= 0 ? height : e.height);
+  };
+  return mappedPicture(self, region, InvertGray{});
+}

@@ -1,0 +1,88 @@
+// Routines that are declared to the host already and answer with their failure result until their
+// work is built.
+#include "filters/Filters.h"
+#include "operations/Operations.h"
+
+HostBoolean ScrollVerticalZVK(REALpictureStruct*, HostLong, HostBoolean, HostBoolean) noexcept {
+  return false;
+}
+HostBoolean ScrollHorizontalZVK(REALpictureStruct*, HostLong, HostBoolean, HostBoolean) noexcept {
+  return false;
+}
+HostBoolean ScrollZVK(REALpictureStruct*, HostLong, HostLong, HostBoolean, HostBoolean) noexcept {
+  return false;
+}
+REALpictureStruct* GetEmbededMask(REALpictureStruct*, HostBoolean) noexcept { return nullptr; }
+void SetEmbededMask(REALpictureStruct*, HostBoolean, REALpictureStruct*) noexcept {}
+HostBoolean PictureHasMask(REALpictureStruct*) noexcept { return false; }
+REALstringStruct* PicturetoBinaryString(REALpictureStruct*) noexcept { return nullptr; }
+REALpictureStruct* BinaryStringtoPicture(REALstringStruct*) noexcept { return nullptr; }
+REALpictureStruct* SaturationPicture(REALpictureStruct*, HostLong) noexcept { return nullptr; }
+REALpictureStruct* CombinePicturesZVK(REALpictureStruct*, REALpictureStruct*,
+                                      REALpictureStruct*) noexcept {
+  return nullptr;
+}
+REALpictureStruct* MergePicture(REALpictureStruct*, REALpictureStruct*) noexcept { return nullptr; }
+REALpictureStruct* ReplaceRedChannel(REALpictureStruct*, REALpictureStruct*) noexcept {
+  return nullptr;
+}
+REALpictureStruct* ReplaceGreenChannel(REALpictureStruct*, REALpictureStruct*) noexcept {
+  return nullptr;
+}
+REALpictureStruct* ReplaceBlueChannel(REALpictureStruct*, REALpictureStruct*) noexcept {
+  return nullptr;
+}
+REALpictureStruct* TintPicture(REALpictureStruct*, HostLong, HostLong) noexcept { return nullptr; }
+REALpictureStruct* RenderSamples(REALmemoryBlockStruct*, HostLong, HostLong, HostLong, HostLong,
+                                 HostLong, HostLong, HostLong, HostLong) noexcept {
+  return nullptr;
+}
+HostLong CountColorZVK(REALpictureStruct*, HostLong) noexcept { return 0; }
+void CountColorsZVK(REALpictureStruct*, REALmemoryBlockStruct**, REALmemoryBlockStruct**,
+                    REALmemoryBlockStruct**, HostLong* count) noexcept {
+  if (count != nullptr) *count = -1;
+}
+REALpictureStruct* TransformColorsZVK(REALpictureStruct*, REALmemoryBlockStruct*,
+                                      REALmemoryBlockStruct*, REALmemoryBlockStruct*) noexcept {
+  return nullptr;
+}
+REALpictureStruct* ReplaceColorZVK(REALpictureStruct*, HostLong, HostLong) noexcept {
+  return nullptr;
+}
+REALpictureStruct* ExtractColorZVK(REALpictureStruct*, HostLong, HostLong, HostLong) noexcept {
+  return nullptr;
+}
+REALpictureStruct* ExtractColorRectangleMaskZVK2(REALpictureStruct*) noexcept { return nullptr; }
+REALpictureStruct* ExtractColorRectangleMaskZVK(REALpictureStruct*, HostLong, HostLong, HostLong,
+                                                HostLong) noexcept {
+  return nullptr;
+}
+HostBoolean isWhite2(REALpictureStruct*) noexcept { return false; }
+HostBoolean isBlack2(REALpictureStruct*) noexcept { return false; }
+HostBoolean isWhite(REALpictureStruct*, HostLong, HostLong, HostLong, HostLong) noexcept {
+  return false;
+}
+HostBoolean isBlack(REALpictureStruct*, HostLong, HostLong, HostLong, HostLong) noexcept {
+  return false;
+}
+double ColornessZVK(REALpictureStruct*, HostLong) noexcept { return 0.0; }
+HostBoolean FindPicture(REALpictureStruct*, REALpictureStruct*, HostLong*, HostLong*) noexcept {
+  return false;
+}
+
+void Lut3DConstructor(REALobjectStruct*) noexcept {}
+void Lut3DClose(REALobjectStruct*) noexcept {}
+HostBoolean Lut3DRun(REALobjectStruct*) noexcept { return false; }
+double Lut3DGetTable(REALobjectStruct*, HostLong, HostLong, HostLong, HostLong) noexcept {
+  return 0.0;
+}
+void Lut3DSetTable(REALobjectStruct*, HostLong, HostLong, HostLong, HostLong, double) noexcept {}
+void SepiaConstructor(REALobjectStruct*) noexcept {}
+void SepiaClose(REALobjectStruct*) noexcept {}
+HostBoolean SepiaRun(REALobjectStruct*) noexcept { return false; }
+double GetFactorR(REALobjectStruct*, HostLong) noexcept { return 0.0; }
+double GetFactorG(REALobjectStruct*, HostLong) noexcept { return 0.0; }
+double GetFactorB(REALobjectStruct*, HostLong) noexcept { return 0.0; }
+void SetFactorR(REALobjectStruct*, HostLong, double) noexcept {}
+void SetFactorG(REALobjectStruct*, HostLong, double) noexcept {}
+void SetFactorB(REALobjectStruct*, HostLong, double) noexcept {}

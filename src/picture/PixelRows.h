@@ -1,0 +1,243 @@
+// The drivers of all pixel work. An operation gives its arithmetic as a small function object on
+// one pixel; the drivers walk rows, keep inside the pictures, unpack and pack byte triples, set the
+// writer's fourth byte and choose the processor's best code.
+//
+// A kernel sees pixels as words 0x..RRGGBB with an undefined top byte and returns words whose top
+// byte is 0. It must be free of side effects: it runs on many pixels at once.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "picture/PictureEditor.h"
+
+// The one place where code is chosen by processor: a function so marked is compiled once per
+// instruction set, and the loader binds the best one that the machine has.
+#if defined(__i386__)
+#define ZVK_CLONES __attribute__((target_clones("default", "avx2")))
+#else
+#define ZVK_CLONES __attribute__((target_clones("default", "avx2", "arch=x86-64-v4")))
+#endif
+
+namespace pixels {
+
+/// A pixel word in memory: rows belong to the host, which may place them at any address.
+typedef uint32_t Word __attribute__((aligned(1), may_alias));
+
+struct Rgb {
+  int32_t red, green, blue;  ///< 0..255
+};
+
+constexpr Rgb unpack(uint32_t word) noexcept {
+  return {static_cast<int32_t>(word >> 16 & 0xFF), static_cast<int32_t>(word >> 8 & 0xFF),
+          static_cast<int32_t>(word & 0xFF)};
+}
+
+constexpr uint32_t pack(Rgb color) noexcept {
+  return static_cast<uint32_t>(color.red) << 16 | static_cast<uint32_t>(color.green) << 8 |
+         static_cast<uint32_t>(color.blue);
+}
+
+/// The colour bits of a word.
+inline constexpr uint32_t kColorBits = 0xFFFFFF;
+
+// --- Regions
+// --------------------------------------------------------------------------------------
+
+/// Columns left..right - 1 of rows top..bottom - 1.
+struct Region {
+  int32_t left, top, right, bottom;
+
+  [[nodiscard]] constexpr bool empty() const noexcept { return left >= right || top >= bottom; }
+  [[nodiscard]] constexpr Region intersect(const Region& other) const noexcept {
+    return {std::max(left, other.left), std::max(top, other.top), std::min(right, other.right),
+            std::min(bottom, other.bottom)};
+  }
+};
+
+inline Region wholeOf(const PictureEditor& e) noexcept { return {0, 0, e.width, e.height}; }
+
+/// The part of the picture inside a rectangle. The far edges are those of the rectangle as given,
+/// before its near edges are clipped; they are computed without overflow.
+inline Region clip(const PictureEditor& e, int64_t left, int64_t top, int64_t width,
+                   int64_t height) noexcept {
+  const auto within = [](int64_t value, int32_t limit) {
+    return static_cast<int32_t>(std::clamp<int64_t>(value, 0, std::max(limit, 0)));
+  };
+  return {within(left, e.width), within(top, e.height), within(left + width, e.width),
+          within(top + height, e.height)};
+}
+
+/// Moves the row cursor to row y of the picture.
+inline void seekRow(PictureEditor& e, int32_t y) noexcept {
+  e.y = y;
+  e.row = rowAddress(e, y);
+}
+
+// --- Runs of words
+// --------------------------------------------------------------------------------
+
+/// Pixels of byte-triple rows are handled in blocks of this many, which stay in the nearest cache.
+inline constexpr int32_t kBlock = 512;
+
+inline bool isPacked(const PictureEditor& e) noexcept {
+  return e.pixelFormat == kPixelFormatPixbufRGB;
+}
+
+/// What every written word carries in its top byte.
+inline uint32_t fourthByte(const PictureEditor& e) noexcept {
+  return e.pixelFormat == kPixelFormatHostBuffer ? 0 : 0xFF000000;
+}
+
+/// Bytes red, green, blue to words and back.
+void unpackTriples(const uint8_t* triples, Word* words, int32_t count) noexcept;
+void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
+
+/// A source of `count` words, as a type of its own so that any number of them can be passed on.
+struct Run {
+  const Word* words;
+};
+
+template <typename F, typename... Runs>
+ZVK_CLONES void mapRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
+#pragma GCC ivdep
+  for (int32_t i = 0; i < count; ++i) out[i] = f(in.words[i]...) | top;
+}
+
+template <typename F>
+ZVK_CLONES uint32_t countRun(const Word* words, int32_t count, F f) noexcept {
+  uint32_t matches = 0;
+  for (int32_t i = 0; i < count; ++i) matches += f(words[i]) ? 1U : 0U;
+  return matches;
+}
+
+/// The current row's pixels from column x on: in place, or unpacked into `block`.
+inline Run readRun(const PictureEditor& e, int32_t x, int32_t count, Word* block) noexcept {
+  if (!isPacked(e)) return {reinterpret_cast<const Word*>(e.row) + x};
+  unpackTriples(e.row + static_cast<ptrdiff_t>(x) * 3, block, count);
+  return {block};
+}
+
+/// Maps one block of the current rows.
+template <typename F, typename... Readers>
+void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
+              const Readers&... readers) noexcept {
+  if (!isPacked(writer) && (!isPacked(readers) && ...)) {
+    mapRun(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f,
+           Run{reinterpret_cast<const Word*>(readers.row) + x}...);
+    return;
+  }
+  Word sources[sizeof...(Readers)][kBlock];
+  Word results[kBlock];
+  Word* block = sources[0] - kBlock;
+  const auto next = [&block] { return block += kBlock; };
+  Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
+  // Braces, so that the sources take their blocks from left to right.
+  struct Mapper {
+    Mapper(Word* to, int32_t n, uint32_t top, F g, decltype(readRun(readers, 0, 0, out))... runs) {
+      mapRun(to, n, top, g, runs...);
+    }
+  };
+  Mapper{out, count, fourthByte(writer), f, readRun(readers, x, count, next())...};
+  if (isPacked(writer)) packTriples(results, writer.row + static_cast<ptrdiff_t>(x) * 3, count);
+}
+
+// --- Drivers
+// --------------------------------------------------------------------------------------
+
+/// Writes f(a, b, ...) of the readers' pixels at the same place to the writer, within the region
+/// and within all of the pictures.
+template <typename F, typename... Readers>
+void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... readers) noexcept {
+  Region region = wanted.intersect(wholeOf(writer));
+  ((region = region.intersect(wholeOf(readers))), ...);
+  if (region.empty()) return;
+  seekRow(writer, region.top);
+  (seekRow(readers, region.top), ...);
+  const bool blocks = isPacked(writer) || (isPacked(readers) || ...);
+  const int32_t step = blocks ? kBlock : region.right - region.left;
+  for (int32_t y = region.top; y < region.bottom; ++y) {
+    if (writer.row != nullptr && ((readers.row != nullptr) && ...)) {
+      for (int32_t x = region.left; x < region.right; x += std::min(step, region.right - x)) {
+        mapBlock(writer, x, std::min(step, region.right - x), f, readers...);
+      }
+    }
+    NextRow(writer);
+    (NextRow(readers), ...);
+  }
+}
+
+/// Writes f of each of the reader's pixels to the writer, within the region.
+template <typename F>
+void mapPixels(PictureEditor& reader, PictureEditor& writer, const Region& region, F f) noexcept {
+  zipPixels(writer, region, f, reader);
+}
+
+/// The same for the whole picture.
+template <typename F>
+void mapPixels(PictureEditor& reader, PictureEditor& writer, F f) noexcept {
+  zipPixels(writer, wholeOf(writer), f, reader);
+}
+
+/// Calls visit(words, count) for runs of the region's pixels in reading order until one call
+/// returns false; false then.
+template <typename Visit>
+bool scanPixels(PictureEditor& reader, const Region& wanted, Visit visit) noexcept {
+  constexpr int32_t kRun = 4096;
+  const Region region = wanted.intersect(wholeOf(reader));
+  if (region.empty()) return true;
+  const int32_t step = isPacked(reader) ? kBlock : kRun;
+  Word block[kBlock];
+  seekRow(reader, region.top);
+  for (int32_t y = region.top; y < region.bottom; ++y) {
+    for (int32_t x = region.left; x < region.right && reader.row != nullptr;) {
+      const int32_t count = std::min(step, region.right - x);
+      if (!visit(readRun(reader, x, count, block).words, count)) return false;
+      x += count;
+    }
+    NextRow(reader);
+  }
+  return true;
+}
+
+/// Number of pixels for which f(word) holds.
+template <typename F>
+int64_t countPixels(PictureEditor& reader, const Region& region, F f) noexcept {
+  int64_t matches = 0;
+  scanPixels(reader, region, [&](const Word* words, int32_t count) {
+    matches += countRun(words, count, f);
+    return true;
+  });
+  return matches;
+}
+
+/// Whether f(word) holds for every pixel; stops in the run of the first one for which it does not.
+template <typename F>
+bool allPixels(PictureEditor& reader, const Region& region, F f) noexcept {
+  return scanPixels(reader, region, [&](const Word* words, int32_t count) {
+    return countRun(words, count, f) == static_cast<uint32_t>(count);
+  });
+}
+
+// --- Frames of operations
+// -------------------------------------------------------------------------
+
+/// The frame of an operation with one source and a result of its size, with an alpha channel when
+/// the source has one: maps the region of the reader's pixels that `regionOf(editor)` names.
+template <typename F, typename RegionOf>
+REALpictureStruct* mappedPicture(REALpictureStruct* source, RegionOf regionOf, F f) noexcept {
+  ScopedReader reader(source);
+  if (!reader) return nullptr;
+  ScopedWriter writer(reader);
+  if (!writer) return nullptr;
+  mapPixels(reader.editor(), writer.editor(), regionOf(reader.editor()), f);
+  return writer.render();
+}
+
+template <typename F>
+REALpictureStruct* mappedPicture(REALpictureStruct* source, F f) noexcept {
+  return mappedPicture(
+      source, [](const PictureEditor& e) { return wholeOf(e); }, f);
+}
+
+}  // namespace pixels
