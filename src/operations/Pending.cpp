@@ -15,41 +15,8 @@ HostBoolean ScrollZVK(REALpictureStruct*, HostLong, HostLong, HostBoolean, HostB
 REALpictureStruct* GetEmbededMask(REALpictureStruct*, HostBoolean) noexcept { return nullptr; }
 void SetEmbededMask(REALpictureStruct*, HostBoolean, REALpictureStruct*) noexcept {}
 HostBoolean PictureHasMask(REALpictureStruct*) noexcept { return false; }
-REALstringStruct* PicturetoBinaryString(REALpictureStruct*) noexcept { return nullptr; }
-REALpictureStruct* BinaryStringtoPicture(REALstringStruct*) noexcept { return nullptr; }
-REALpictureStruct* SaturationPicture(REALpictureStruct*, HostLong) noexcept { return nullptr; }
-REALpictureStruct* CombinePicturesZVK(REALpictureStruct*, REALpictureStruct*,
-                                      REALpictureStruct*) noexcept {
-  return nullptr;
-}
-REALpictureStruct* MergePicture(REALpictureStruct*, REALpictureStruct*) noexcept { return nullptr; }
-REALpictureStruct* ReplaceRedChannel(REALpictureStruct*, REALpictureStruct*) noexcept {
-  return nullptr;
-}
-REALpictureStruct* ReplaceGreenChannel(REALpictureStruct*, REALpictureStruct*) noexcept {
-  return nullptr;
-}
-REALpictureStruct* ReplaceBlueChannel(REALpictureStruct*, REALpictureStruct*) noexcept {
-  return nullptr;
-}
-REALpictureStruct* TintPicture(REALpictureStruct*, HostLong, HostLong) noexcept { return nullptr; }
 REALpictureStruct* RenderSamples(REALmemoryBlockStruct*, HostLong, HostLong, HostLong, HostLong,
                                  HostLong, HostLong, HostLong, HostLong) noexcept {
-  return nullptr;
-}
-HostLong CountColorZVK(REALpictureStruct*, HostLong) noexcept { return 0; }
-void CountColorsZVK(REALpictureStruct*, REALmemoryBlockStruct**, REALmemoryBlockStruct**,
-                    REALmemoryBlockStruct**, HostLong* count) noexcept {
-  if (count != nullptr) *count = -1;
-}
-REALpictureStruct* TransformColorsZVK(REALpictureStruct*, REALmemoryBlockStruct*,
-                                      REALmemoryBlockStruct*, REALmemoryBlockStruct*) noexcept {
-  return nullptr;
-}
-REALpictureStruct* ReplaceColorZVK(REALpictureStruct*, HostLong, HostLong) noexcept {
-  return nullptr;
-}
-REALpictureStruct* ExtractColorZVK(REALpictureStruct*, HostLong, HostLong, HostLong) noexcept {
   return nullptr;
 }
 REALpictureStruct* ExtractColorRectangleMaskZVK2(REALpictureStruct*) noexcept { return nullptr; }
@@ -57,15 +24,6 @@ REALpictureStruct* ExtractColorRectangleMaskZVK(REALpictureStruct*, HostLong, Ho
                                                 HostLong) noexcept {
   return nullptr;
 }
-HostBoolean isWhite2(REALpictureStruct*) noexcept { return false; }
-HostBoolean isBlack2(REALpictureStruct*) noexcept { return false; }
-HostBoolean isWhite(REALpictureStruct*, HostLong, HostLong, HostLong, HostLong) noexcept {
-  return false;
-}
-HostBoolean isBlack(REALpictureStruct*, HostLong, HostLong, HostLong, HostLong) noexcept {
-  return false;
-}
-double ColornessZVK(REALpictureStruct*, HostLong) noexcept { return 0.0; }
 HostBoolean FindPicture(REALpictureStruct*, REALpictureStruct*, HostLong*, HostLong*) noexcept {
   return false;
 }

@@ -4,11 +4,12 @@ namespace pixels {
 
 namespace {
 
-ZVK_CLONES void unpackRun(const uint8_t* triples, Word* words, int32_t count) noexcept {
+ZVK_CLONES void unpackRun(const uint8_t* triples, Word* words, int32_t count,
+                          uint32_t top) noexcept {
 #pragma GCC ivdep
   for (int32_t i = 0; i < count; ++i) {
     const uint8_t* triple = triples + 3 * i;
-    words[i] = pack({triple[0], triple[1], triple[2]});
+    words[i] = pack({triple[0], triple[1], triple[2]}) | top;
   }
 }
 
@@ -24,8 +25,8 @@ ZVK_CLONES void packRun(const Word* words, uint8_t* triples, int32_t count) noex
 
 }  // namespace
 
-void unpackTriples(const uint8_t* triples, Word* words, int32_t count) noexcept {
-  unpackRun(triples, words, count);
+void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept {
+  unpackRun(triples, words, count, top);
 }
 
 void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {

@@ -89,8 +89,8 @@ inline uint32_t fourthByte(const PictureEditor& e) noexcept {
   return e.pixelFormat == kPixelFormatHostBuffer ? 0 : 0xFF000000;
 }
 
-/// Bytes red, green, blue to words and back.
-void unpackTriples(const uint8_t* triples, Word* words, int32_t count) noexcept;
+/// Bytes red, green, blue to words with the given top byte, and back.
+void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top = 0) noexcept;
 void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
 
 /// A source of `count` words, as a type of its own so that any number of them can be passed on.

@@ -1,0 +1,131 @@
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include "frame/ValueHelpers.h"
+#include "operations/Operations.h"
+#include "picture/PixelRows.h"
+
+namespace {
+
+using namespace pixels;
+
+// The binary string: a header of big-endian 32-bit words, then red, green and blue of every pixel
+// in reading order without padding.
+constexpr char kMagic[4] = {'P', 'P', 'I', 'C'};
+constexpr uint32_t kDepth = 32;
+constexpr int32_t kHeaderBytes = 40;
+enum HeaderOffset : int32_t {
+  kLengthAt = 4,
+  kWidthAt = 8,
+  kHeightAt = 12,
+  kDepthAt = 16,
+  kPixelsAt = 20,
+  kLastWordEnd = 24,
+};
+
+/// Opaque in a host pixel record, where alpha has 7 bits.
+constexpr uint32_t kOpaqueHostBuffer = 0x7F000000;
+constexpr uint32_t kOpaque = 0xFF000000;
+
+void putWord(uint8_t* bytes, uint32_t value) noexcept {
+  for (int shift = 24; shift >= 0; shift -= 8) *bytes++ = static_cast<uint8_t>(value >> shift);
+}
+
+uint32_t getWord(const uint8_t* bytes) noexcept {
+  return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+         static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
+}
+
+int64_t pixelBytes(int64_t width, int64_t height) noexcept { return width * height * 3; }
+
+void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexcept {
+  memcpy(header, kMagic, sizeof kMagic);
+  putWord(header + kLengthAt, length);
+  putWord(header + kWidthAt, static_cast<uint32_t>(e.width));
+  putWord(header + kHeightAt, static_cast<uint32_t>(e.height));
+  putWord(header + kDepthAt, kDepth);
+  putWord(header + kPixelsAt, kHeaderBytes);
+}
+
+/// Calls copy(triples) on each row of the editor with the row's place in the packed pixels.
+template <typename Byte, typename Copy>
+void walkRows(PictureEditor& e, Byte* triples, Copy copy) noexcept {
+  for (int32_t y = 0; y < e.height; ++y) {
+    if (e.row != nullptr) copy(triples);
+    triples += static_cast<ptrdiff_t>(e.width) * 3;
+    NextRow(e);
+  }
+}
+
+void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
+  walkRows(reader, triples, [&reader](uint8_t* out) {
+    if (isPacked(reader)) {
+      memcpy(out, reader.row, static_cast<size_t>(reader.width) * 3);
+    } else {
+      packTriples(reinterpret_cast<const Word*>(reader.row), out, reader.width);
+    }
+  });
+}
+
+void writeTriples(PictureEditor& writer, const uint8_t* triples) noexcept {
+  const uint32_t top = writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
+  walkRows(writer, triples, [&writer, top](const uint8_t* in) {
+    if (isPacked(writer)) {
+      memcpy(writer.row, in, static_cast<size_t>(writer.width) * 3);
+    } else {
+      unpackTriples(in, reinterpret_cast<Word*>(writer.row), writer.width, top);
+    }
+  });
+}
+
+/// What the header of a binary string says, once the string is known to hold all of it.
+struct Content {
+  int32_t width, height;
+  const uint8_t* triples;  ///< null when the string is not a whole picture
+};
+
+Content parse(std::string_view text) noexcept {
+  constexpr Content kNone{0, 0, nullptr};
+  const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+  if (text.size() < kLastWordEnd || memcmp(bytes, kMagic, sizeof kMagic) != 0) return kNone;
+  if (getWord(bytes + kLengthAt) != text.size()) return kNone;
+  const auto width = static_cast<int32_t>(getWord(bytes + kWidthAt));
+  const auto height = static_cast<int32_t>(getWord(bytes + kHeightAt));
+  const auto pixels = static_cast<int32_t>(getWord(bytes + kPixelsAt));
+  if (width < 1 || height < 1 || pixels < 0) return kNone;
+  // In 64 bits the sum cannot overflow: a picture's sides are 31 bits wide at most.
+  const int64_t room = static_cast<int64_t>(text.size()) - pixels;
+  if (room < 0 || int64_t{width} * height > room / 3) return kNone;
+  return {width, height, bytes + pixels};
+}
+
+}  // namespace
+
+REALstringStruct* PicturetoBinaryString(REALpictureStruct* p) noexcept {
+  ScopedReader reader(p);
+  if (!reader) return nullptr;
+  const PictureEditor& e = reader.editor();
+  const int64_t length = pixelBytes(e.width, e.height) + kHeaderBytes;
+  if (length < kHeaderBytes || length > std::numeric_limits<int32_t>::max()) return nullptr;
+  const std::unique_ptr<uint8_t, decltype(&free)> buffer(
+      static_cast<uint8_t*>(calloc(1, static_cast<size_t>(length))), &free);
+  if (buffer == nullptr) return nullptr;
+  writeHeader(buffer.get(), static_cast<uint32_t>(length), e);
+  readTriples(reader.editor(), buffer.get() + kHeaderBytes);
+  return REALBuildUnicodeString(buffer.get(), static_cast<int>(length), kEncodingNone);
+}
+
+REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) noexcept {
+  const Content content = parse(stringText(data));
+  if (content.triples == nullptr) return nullptr;
+  ScopedWriter writer(content.width, content.height);
+  // The rows that are filled are those of the header, so the host's picture must have its size.
+  if (!writer || writer.editor().width != content.width ||
+      writer.editor().height != content.height) {
+    return nullptr;
+  }
+  writeTriples(writer.editor(), content.triples);
+  return writer.render();
+}
