@@ -41,6 +41,7 @@ uint32_t getWord(const uint8_t* bytes) noexcept {
 int64_t pixelBytes(int64_t width, int64_t height) noexcept { return width * height * 3; }
 
 void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexcept {
+  memset(header, 0, kHeaderBytes);
   memcpy(header, kMagic, sizeof kMagic);
   putWord(header + kLengthAt, length);
   putWord(header + kWidthAt, static_cast<uint32_t>(e.width));
@@ -49,11 +50,11 @@ void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexc
   putWord(header + kPixelsAt, kHeaderBytes);
 }
 
-/// Calls copy(triples) on each row of the editor with the row's place in the packed pixels.
+/// Calls copy(triples) for each row of the editor with the row's place in the packed pixels.
 template <typename Byte, typename Copy>
 void walkRows(PictureEditor& e, Byte* triples, Copy copy) noexcept {
   for (int32_t y = 0; y < e.height; ++y) {
-    if (e.row != nullptr) copy(triples);
+    copy(triples);
     triples += static_cast<ptrdiff_t>(e.width) * 3;
     NextRow(e);
   }
@@ -61,7 +62,9 @@ void walkRows(PictureEditor& e, Byte* triples, Copy copy) noexcept {
 
 void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
   walkRows(reader, triples, [&reader](uint8_t* out) {
-    if (isPacked(reader)) {
+    if (reader.row == nullptr) {
+      memset(out, 0, static_cast<size_t>(reader.width) * 3);
+    } else if (isPacked(reader)) {
       memcpy(out, reader.row, static_cast<size_t>(reader.width) * 3);
     } else {
       packTriples(reinterpret_cast<const Word*>(reader.row), out, reader.width);
@@ -72,6 +75,7 @@ void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
 void writeTriples(PictureEditor& writer, const uint8_t* triples) noexcept {
   const uint32_t top = writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
   walkRows(writer, triples, [&writer, top](const uint8_t* in) {
+    if (writer.row == nullptr) return;
     if (isPacked(writer)) {
       memcpy(writer.row, in, static_cast<size_t>(writer.width) * 3);
     } else {
@@ -109,8 +113,10 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* p) noexcept {
   const PictureEditor& e = reader.editor();
   const int64_t length = pixelBytes(e.width, e.height) + kHeaderBytes;
   if (length < kHeaderBytes || length > std::numeric_limits<int32_t>::max()) return nullptr;
+  // Not zero-filled: every byte is written, and large buffers cost most where they are first
+  // touched.
   const std::unique_ptr<uint8_t, decltype(&free)> buffer(
-      static_cast<uint8_t*>(calloc(1, static_cast<size_t>(length))), &free);
+      static_cast<uint8_t*>(malloc(static_cast<size_t>(length))), &free);
   if (buffer == nullptr) return nullptr;
   writeHeader(buffer.get(), static_cast<uint32_t>(length), e);
   readTriples(reader.editor(), buffer.get() + kHeaderBytes);

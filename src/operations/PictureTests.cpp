@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include "operations/Operations.h"
 #include "picture/PixelRows.h"
 
@@ -18,15 +20,12 @@ struct IsColorful {
   static constexpr int32_t kDarkest = 29;
   int32_t threshold;
 
-  uint32_t operator()(uint32_t word) const noexcept {
+  bool operator()(uint32_t word) const noexcept {
     const Rgb v = unpack(word);
-    const int32_t toRed = v.green - v.red;
-    const int32_t toBlue = v.green - v.blue;
-    // Written without short cuts, which would keep the loop from running on vectors.
-    const bool dark = (v.red <= kDarkest) & (v.green <= kDarkest) & (v.blue <= kDarkest);
-    const bool differs =
-        (threshold < toBlue) | (threshold < toRed) | (toBlue < -threshold) | (toRed < -threshold);
-    return !dark & differs;
+    const int32_t lightest = std::max(v.red, std::max(v.green, v.blue));
+    const int32_t distance = std::max(std::abs(v.green - v.red), std::abs(v.green - v.blue));
+    // Without a short cut, which would keep the loop from running on vectors.
+    return (lightest > kDarkest) & (distance > threshold);
   }
 };
 

@@ -21,7 +21,7 @@ struct LinearBrightness {
   explicit LinearBrightness(double brightness) noexcept
       : scale((255 + (brightness < 0 ? brightness : -brightness)) / 255),
         offset(brightness < 0 ? 0 : brightness) {}
-  double operator()(double v) const noexcept { return v * scale + offset; }
+  [[nodiscard]] double operator()(double v) const noexcept { return v * scale + offset; }
 };
 
 struct AbsoluteBrightness {
@@ -34,7 +34,11 @@ struct Contrast {
   double factor;
 
   explicit Contrast(double contrast) noexcept : factor(contrast + 1) {}
-  double operator()(double v) const noexcept { return 127 + (v - 127) * factor; }
+  // From an integer channel, the difference is taken before the conversion.
+  template <typename V>
+  double operator()(V v) const noexcept {
+    return 127 + (v - 127) * factor;
+  }
 };
 
 struct Linear {
@@ -48,10 +52,10 @@ struct Then {
   First first;
   Second second;
 
-  double operator()(double v) const noexcept { return second(first(v)); }
+  double operator()(int32_t v) const noexcept { return second(first(v)); }
 };
 
-/// One curve per channel, and how its values become channels.
+/// One curve per channel, and the conversion of its values.
 template <typename Curve, int32_t (*toChannel)(double) noexcept>
 struct ToneKernel {
   Curve red, green, blue;
@@ -62,39 +66,43 @@ struct ToneKernel {
   }
 };
 
+/// Every curve is a line, also as computed: rounding never reverses an order. Its values then lie
+/// between those of black and white.
 template <typename Curve>
-REALpictureStruct* toned(REALpictureStruct* self, Curve red, Curve green, Curve blue) noexcept {
-  return mappedPicture(self, ToneKernel<Curve, clampedChannel>{red, green, blue});
+bool isBoundedCurve(const Curve& curve) noexcept {
+  return isBounded(curve(0)) && isBounded(curve(255));
 }
 
-template <typename Curve>
+template <typename Rule, typename Curve>
+REALpictureStruct* toned(REALpictureStruct* self, Curve red, Curve green, Curve blue) noexcept {
+  if (isBoundedCurve(red) && isBoundedCurve(green) && isBoundedCurve(blue)) {
+    return mappedPicture(self, ToneKernel<Curve, Rule::bounded>{red, green, blue});
+  }
+  return mappedPicture(self, ToneKernel<Curve, Rule::any>{red, green, blue});
+}
+
+template <typename Curve, typename Rule = ClampingRule>
 REALpictureStruct* toned(REALpictureStruct* self, PerChannel k) noexcept {
-  return toned(self, Curve{k.red}, Curve{k.green}, Curve{k.blue});
+  return toned<Rule>(self, Curve{k.red}, Curve{k.green}, Curve{k.blue});
 }
 
 /// Contrast followed by a brightness curve.
 template <typename Brightness>
 REALpictureStruct* toned(REALpictureStruct* self, PerChannel k, PerChannel b) noexcept {
   using Both = Then<Contrast, Brightness>;
-  return toned(self, Both{Contrast{k.red}, Brightness{b.red}},
-               Both{Contrast{k.green}, Brightness{b.green}},
-               Both{Contrast{k.blue}, Brightness{b.blue}});
-}
-
-REALpictureStruct* linearlyBrightened(REALpictureStruct* self, PerChannel b) noexcept {
-  using Kernel = ToneKernel<LinearBrightness, wrappedChannel>;
-  return mappedPicture(
-      self, Kernel{LinearBrightness{b.red}, LinearBrightness{b.green}, LinearBrightness{b.blue}});
+  return toned<ClampingRule>(self, Both{Contrast{k.red}, Brightness{b.red}},
+                             Both{Contrast{k.green}, Brightness{b.green}},
+                             Both{Contrast{k.blue}, Brightness{b.blue}});
 }
 
 }  // namespace
 
 REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self, double b) noexcept {
-  return linearlyBrightened(self, PerChannel::same(b));
+  return toned<LinearBrightness, WrappingRule>(self, PerChannel::same(b));
 }
 REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* self, double br, double bg,
                                          double bb) noexcept {
-  return linearlyBrightened(self, {br, bg, bb});
+  return toned<LinearBrightness, WrappingRule>(self, {br, bg, bb});
 }
 
 REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* self, double b) noexcept {
@@ -135,5 +143,5 @@ REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* self, double
 
 REALpictureStruct* TransformPicture(REALpictureStruct* self, double a, double b) noexcept {
   const Linear curve{a, b};
-  return toned(self, curve, curve, curve);
+  return toned<ClampingRule>(self, curve, curve, curve);
 }

@@ -5,23 +5,40 @@
 
 namespace pixels {
 
-/// Truncated toward zero, then clamped to 0..255; NaN gives 0.
-inline int32_t clampedChannel(double value) noexcept {
-  // The comparisons in this form are also false for NaN, and compile to one instruction each.
-  const double positive = value > 0.0 ? value : 0.0;
-  return static_cast<int32_t>(positive < 255.0 ? positive : 255.0);
-}
-
-/// Truncated toward zero to a 32-bit integer (saturating; NaN gives 0), of which the low 8 bits.
-inline int32_t wrappedChannel(double value) noexcept {
-  const double number = value == value ? value : 0.0;
-  const double low = number > -2147483648.0 ? number : -2147483648.0;
-  return static_cast<int32_t>(low < 2147483647.0 ? low : 2147483647.0) & 0xFF;
-}
-
 /// Clamped to 0..255.
 constexpr int32_t clampedChannel(int32_t value) noexcept {
   return value < 0 ? 0 : value > 255 ? 255 : value;
+}
+
+// A rule turns any computed value into a channel: truncation toward zero to a 32-bit integer, which
+// saturates (NaN gives 0), and then what the rule says. `bounded` is the same for values that are
+// known to lie within the integer range, where it costs half as much.
+
+/// Clamps the integer to 0..255.
+struct ClampingRule {
+  static int32_t any(double value) noexcept {
+    // The comparisons are false for NaN.
+    const double positive = value > 0.0 ? value : 0.0;
+    return static_cast<int32_t>(positive < 255.0 ? positive : 255.0);
+  }
+  static int32_t bounded(double value) noexcept {
+    return clampedChannel(static_cast<int32_t>(value));
+  }
+};
+
+/// Keeps the low 8 bits of the integer.
+struct WrappingRule {
+  static int32_t any(double value) noexcept {
+    const double number = value == value ? value : 0.0;
+    const double high = number < 2147483647.0 ? number : 2147483647.0;
+    return static_cast<int32_t>(high > -2147483648.0 ? high : -2147483648.0) & 0xFF;
+  }
+  static int32_t bounded(double value) noexcept { return static_cast<int32_t>(value) & 0xFF; }
+};
+
+/// Whether `bounded` may be used for a value; false for NaN.
+constexpr bool isBounded(double value) noexcept {
+  return value > -2147483648.0 && value < 2147483647.0;
 }
 
 }  // namespace pixels
