@@ -3,6 +3,7 @@
 #include "frame/HostServices.h"
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
+#include "picture/ChannelTables.h"
 #include "picture/Histogram.h"
 #include "picture/PixelRows.h"
 
@@ -10,7 +11,7 @@ namespace {
 
 using namespace pixels;
 
-constexpr int32_t kLevels = 256;
+constexpr int32_t kLevels = ChannelTables::kLevels;
 
 /// The block's bytes, or null when it holds fewer than are needed. Where the host cannot tell
 /// sizes, the program is trusted.
@@ -60,26 +61,12 @@ const char* missingArgument(REALpictureStruct* self, REALmemoryBlockStruct* red,
   return nullptr;
 }
 
-/// A table for each channel, its entries already in the channel's place within a word.
-struct ChannelTables {
-  uint32_t red[kLevels], green[kLevels], blue[kLevels];
-
-  ChannelTables(const uint8_t* redBytes, const uint8_t* greenBytes,
-                const uint8_t* blueBytes) noexcept {
-    for (int32_t level = 0; level < kLevels; ++level) {
-      red[level] = static_cast<uint32_t>(redBytes[level]) << 16;
-      green[level] = static_cast<uint32_t>(greenBytes[level]) << 8;
-      blue[level] = blueBytes[level];
-    }
-  }
-};
-
+/// The tables as a kernel, which is copied about.
 struct LookUp {
   const ChannelTables* tables;
 
-  uint32_t operator()(uint32_t word) const noexcept {
-    return tables->red[word >> 16 & 0xFF] | tables->green[word >> 8 & 0xFF] |
-           tables->blue[word & 0xFF];
+  void run(Word* out, int32_t count, uint32_t top, Run in) const noexcept {
+    tables->run(out, count, top, in.words);
   }
 };
 

@@ -104,6 +104,16 @@ ZVK_CLONES void mapRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) 
   for (int32_t i = 0; i < count; ++i) out[i] = f(in.words[i]...) | top;
 }
 
+/// A kernel may bring a loop of its own, `run(out, count, top, in...)`.
+template <typename F, typename... Runs>
+void applyKernel(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
+  if constexpr (requires { f.run(out, count, top, in...); }) {
+    f.run(out, count, top, in...);
+  } else {
+    mapRun(out, count, top, f, in...);
+  }
+}
+
 template <typename F>
 ZVK_CLONES uint32_t countRun(const Word* words, int32_t count, F f) noexcept {
   uint32_t matches = 0;
@@ -123,8 +133,8 @@ template <typename F, typename... Readers>
 void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
               const Readers&... readers) noexcept {
   if (!isPacked(writer) && (!isPacked(readers) && ...)) {
-    mapRun(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f,
-           Run{reinterpret_cast<const Word*>(readers.row) + x}...);
+    applyKernel(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f,
+                Run{reinterpret_cast<const Word*>(readers.row) + x}...);
     return;
   }
   Word sources[sizeof...(Readers)][kBlock];
@@ -135,7 +145,7 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
   // Braces, so that the sources take their blocks from left to right.
   struct Mapper {
     Mapper(Word* to, int32_t n, uint32_t top, F g, decltype(readRun(readers, 0, 0, out))... runs) {
-      mapRun(to, n, top, g, runs...);
+      applyKernel(to, n, top, g, runs...);
     }
   };
   Mapper{out, count, fourthByte(writer), f, readRun(readers, x, count, next())...};
