@@ -40,7 +40,7 @@ bool PropertyObject::setProperty(std::string_view name, const Value& value) {
   const auto found = properties_.find(name);
   if (found == properties_.end()) return false;
   Value& present = found->second;
-  if (present.isColor() && value.isInteger()) {
+  if (present.isColor() && (value.isColor() || value.isInteger())) {
     present = value.color();
   } else if (present.isDouble() && value.isNumber()) {
     present = value.number();

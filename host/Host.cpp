@@ -58,7 +58,7 @@ Host::Host(Settings initial)
 }
 
 Host::~Host() {
-  forgetRegistrations();
+  forget(registrations);
   raised_.clear();
   dropped_.clear();
   deadBytesLimit_ = SIZE_MAX;
@@ -334,14 +334,27 @@ bool Host::isA(std::string_view className, std::string_view ancestor) const {
   return false;
 }
 
-void Host::forgetRegistrations() {
-  registrations = {};
-  for (auto& info : classes_) {
-    if (info->definition == nullptr) continue;
-    // Instances may still refer to the class; the name is free for the next plug-in.
-    info->definition = nullptr;
-    info->name.insert(0, "(unloaded) ");
+void Host::forget(const Registrations& gone) {
+  // `gone` may be the host's own list, which shrinks here.
+  const Registrations lists = gone;
+  for (const REALclassDefinition* definition : lists.classes) {
+    for (auto& info : classes_) {
+      if (info->definition != definition) continue;
+      // Instances may still refer to the class; the name is free for the next plug-in.
+      info->definition = nullptr;
+      info->name.insert(0, "(unloaded) ");
+    }
   }
+  const auto remove = [](auto& from, const auto& what) {
+    std::erase_if(from, [&](auto* entry) {
+      return std::find(what.begin(), what.end(), entry) != what.end();
+    });
+  };
+  remove(registrations.classes, lists.classes);
+  remove(registrations.extensions, lists.extensions);
+  remove(registrations.methods, lists.methods);
+  remove(registrations.controls, lists.controls);
+  remove(registrations.modules, lists.modules);
 }
 
 }  // namespace host

@@ -179,8 +179,8 @@ class Host {
     std::vector<REALmoduleDefinition*> modules;
   };
   Registrations registrations;
-  /// Forgets what was registered; instances of the classes then die without their destructor.
-  void forgetRegistrations();
+  /// Forgets these registrations; instances of the classes then die without their destructor.
+  void forget(const Registrations& gone);
   /// The class of this name; null when there is none.
   const ClassInfo* findClass(std::string_view name) const;
   /// Adds a class of the host's own; exceptions and the usual ones exist already.
@@ -197,7 +197,11 @@ class Host {
   /// of another type is reported, and gives null too.
   template <typename T>
   T* use(const void* handle, const char* what) {
-    return dynamic_cast<T*>(useObject(handle, what));
+    Object* object = useObject(handle, what);
+    T* result = dynamic_cast<T*>(object);
+    if (object && !result)
+      report(std::string(what) + ": " + object->name() + " is of another type");
+    return result;
   }
   Object* useObject(const void* handle, const char* what);
   std::unique_ptr<PixelStorage> takeStorage(int width, int height, const PictureOptions& options);

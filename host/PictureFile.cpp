@@ -88,7 +88,8 @@ const char* formatFor(const std::string& path) {
   for (const auto& known : kFormats) {
     if (grammar::equalIgnoringCase(ending, known.ending)) return known.format;
   }
-  return "png";
+  if (ending.empty()) return "png";
+  throw FileError("cannot write " + path + ": pictures are written as .png, .jpg, .bmp or .tif");
 }
 
 // --- Files
@@ -133,7 +134,20 @@ gboolean appendToFile(const gchar* bytes, gsize count, GError** error, gpointer 
   return FALSE;
 }
 
+void requireReadable(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    throw FileError("cannot read " + path + ": it is a directory");
+  }
+  if (access(path.c_str(), R_OK) != 0) {
+    throw FileError("cannot read " + path + ": " + strerror(errno));
+  }
+}
+
 Pixbuf openPixbuf(const std::string& path) {
+  if (!isPictureFile(path)) {
+    throw FileError(path + " is not a picture in a format that can be read");
+  }
   GError* error = nullptr;
   Pixbuf pixbuf(gdk_pixbuf_new_from_file(path.c_str(), &error));
   if (!pixbuf) throw FileError("cannot read " + path + ": " + takeMessage(error));
@@ -143,7 +157,7 @@ Pixbuf openPixbuf(const std::string& path) {
 }  // namespace
 
 bool isPictureFile(const std::string& path) {
-  readFile(path);
+  requireReadable(path);
   return gdk_pixbuf_get_file_info(path.c_str(), nullptr, nullptr) != nullptr;
 }
 
@@ -166,18 +180,19 @@ PictureRef loadPicture(Host& host, const std::string& path, PictureOptions optio
 }
 
 void savePicture(Picture& picture, const std::string& path) {
+  const char* format = formatFor(path);
   const Pixbuf pixbuf = toPixbuf(picture);
   if (!pixbuf) throw FileError("cannot write " + path + ": not enough memory");
   replaceFile(path, [&](int, FILE* file) {
     GError* error = nullptr;
-    if (!gdk_pixbuf_save_to_callback(pixbuf.get(), appendToFile, file, formatFor(path), &error,
-                                     nullptr)) {
+    if (!gdk_pixbuf_save_to_callback(pixbuf.get(), appendToFile, file, format, &error, nullptr)) {
       throw FileError("cannot write " + path + ": " + takeMessage(error));
     }
   });
 }
 
 std::string readFile(const std::string& path) {
+  requireReadable(path);
   const auto fail = [&] { throw FileError("cannot read " + path + ": " + strerror(errno)); };
   FILE* file = fopen(path.c_str(), "rb");
   if (file == nullptr) fail();

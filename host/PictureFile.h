@@ -23,11 +23,11 @@ bool isPictureFile(const std::string& path);
 /// all files without `options.alpha`, give one without, transparent parts laid over white.
 PictureRef loadPicture(Host& host, const std::string& path, PictureOptions options);
 
-/// Saves as PNG, or as what the file name's ending says (.jpg, .bmp, .tif). An existing file is
-/// replaced only when everything was written.
+/// Saves as what the file name's ending says (.png, .jpg, .bmp, .tif; PNG without an ending). An
+/// existing file is replaced only when everything was written. Throws FileError.
 void savePicture(Picture& picture, const std::string& path);
 
-/// Reads a whole file, or replaces one the way savePicture does.
+/// Reads a whole file, or replaces one the way savePicture does. Both throw FileError.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, std::string_view bytes);
 

@@ -112,15 +112,26 @@ Plugin::Plugin(const std::string& path) : host_(Host::current()) {
     dlclose(library_);
     throw std::runtime_error(path + " is no plug-in: it does not export REALPluginMain");
   }
+  // What other plug-ins in this host registered stays theirs.
+  Host::Registrations all = std::exchange(host_.registrations, {});
   main(&Host::resolve);
-  const Host::Registrations& registered = host_.registrations;
-  for (auto* definition : registered.classes) collect(*definition, Method::Kind::kClass);
-  for (auto* definition : registered.extensions) collect(*definition, Method::Kind::kPicture);
-  for (auto* definition : registered.methods) add(Method::Kind::kGlobal, "", definition);
+  registered_ = host_.registrations;
+  for (auto* definition : registered_.classes) collect(*definition, Method::Kind::kClass);
+  for (auto* definition : registered_.extensions) collect(*definition, Method::Kind::kPicture);
+  for (auto* definition : registered_.methods) add(Method::Kind::kGlobal, "", definition);
+  const auto append = [](auto& to, const auto& what) {
+    to.insert(to.end(), what.begin(), what.end());
+  };
+  append(all.classes, registered_.classes);
+  append(all.extensions, registered_.extensions);
+  append(all.methods, registered_.methods);
+  append(all.controls, registered_.controls);
+  append(all.modules, registered_.modules);
+  host_.registrations = std::move(all);
 }
 
 Plugin::~Plugin() {
-  host_.forgetRegistrations();
+  host_.forget(registered_);
   dlclose(library_);
 }
 

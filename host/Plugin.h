@@ -134,6 +134,7 @@ class Plugin {
 
   Host& host_;
   void* library_ = nullptr;
+  Host::Registrations registered_;
   std::vector<Method> methods_;
   std::vector<std::string> faults_;
 };

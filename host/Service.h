@@ -31,6 +31,16 @@ struct ServiceName {
 std::string describeHandle(const void* handle);
 std::string describeText(const char* text);
 
+template <typename T, typename... Handles>
+inline constexpr bool kIsOneOf = (std::is_same_v<T, Handles*> || ...);
+/// Pointers that stand for host objects; all others are mere addresses.
+template <typename T>
+inline constexpr bool kIsHandle =
+    kIsOneOf<T, REALobjectStruct, REALpictureStruct, REALgraphicsStruct, REALstringStruct,
+             REALmemoryBlockStruct, REALclassRefStruct, REALarrayStruct, REALintArrayStruct,
+             REALstringArrayStruct, REALobjectArrayStruct, REALcontrolInstanceStruct,
+             REALfolderItemStruct>;
+
 template <typename T>
 std::string describeArgument(T value) {
   if constexpr (std::is_same_v<T, const char*>) {
@@ -41,9 +51,7 @@ std::string describeArgument(T value) {
     return Value(static_cast<std::conditional_t<std::is_floating_point_v<T>, double, long long>>(
                      value))
         .describe();
-  } else if constexpr (std::is_pointer_v<T> && !std::is_function_v<std::remove_pointer_t<T>> &&
-                       !std::is_arithmetic_v<std::remove_pointer_t<T>> &&
-                       !std::is_void_v<std::remove_pointer_t<T>>) {
+  } else if constexpr (kIsHandle<T>) {
     return describeHandle(value);
   } else {
     return value == nullptr ? "nil" : "address";

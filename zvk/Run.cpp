@@ -1,0 +1,317 @@
+// zvk run: applies calls to a picture, one after another.
+#include <algorithm>
+#include <cstdio>
+
+#include "Arguments.h"
+#include "CallText.h"
+#include "Report.h"
+#include "Tool.h"
+#include "host/PictureFile.h"
+#include "host/Plugin.h"
+
+namespace zvk {
+
+using grammar::equalIgnoringCase;
+using grammar::Type;
+using host::Method;
+using host::Value;
+
+host::Settings hostSettings(const CommonOptions& options) {
+  if (options.storage == host::Storage::kDrawable && !host::displayAvailable()) {
+    throw InputError("--storage drawable needs an X display of depth 24 (DISPLAY names none)");
+  }
+  host::Settings settings = host::Settings::forStorage(options.storage);
+  if (options.hostVersion) settings.version = options.hostVersion;
+  settings.logging = false;
+  return settings;
+}
+
+bool reportAccounts(const host::Host& host) {
+  const std::vector<std::string> problems = host.accounts();
+  for (const std::string& problem : problems) {
+    fprintf(stderr, "zvk: the host's accounts are not balanced: %s\n", problem.c_str());
+  }
+  return problems.empty();
+}
+
+namespace {
+
+class Runner {
+ public:
+  Runner(host::Host& host, const CommonOptions& common, const RunOptions& options)
+      : host_(host), options_(options), plugin_(common.plugin), reader_(host, current_) {}
+
+  void run() {
+    std::vector<CallText> calls;
+    for (const std::string& text : options_.calls) calls.push_back(parseCall(text));
+    for (const CallText& call : calls) check(call);
+    if (options_.output.empty() && givesPicture(calls.back())) {
+      throw InputError(calls.back().name + " gives a picture; -o must name a file for it");
+    }
+    loadInput();
+    for (const CallText& call : calls) apply(call);
+    if (!options_.output.empty()) save();
+  }
+
+ private:
+  // --- Input and output ---
+
+  void loadInput() {
+    current_.origin = options_.input;
+    if (host::isPictureFile(options_.input)) {
+      current_.picture = reader_.loadPicture(options_.input);
+    } else {
+      current_.bytes = host::readFile(options_.input);
+      inputIsBytes_ = true;
+    }
+  }
+
+  void save() const {
+    if (current_.picture) {
+      host::savePicture(*current_.picture, options_.output);
+    } else {
+      host::writeFile(options_.output, current_.bytes);
+    }
+  }
+
+  // --- Finding what a call means ---
+
+  const host::ClassInfo* findClass(const CallText& call) const {
+    const host::ClassInfo* info = host_.findClass(call.name);
+    return info && info->definition ? info : nullptr;
+  }
+
+  std::vector<const Method*> candidates(const CallText& call) const {
+    std::vector<const Method*> found;
+    std::vector<std::string> names;
+    for (const Method& method : plugin_.methods()) {
+      if (method.kind == Method::Kind::kClass) continue;
+      names.emplace_back(method.name());
+      if (equalIgnoringCase(method.name(), call.name)) found.push_back(&method);
+    }
+    if (!found.empty()) return found;
+    for (const auto* definition : host_.registrations.classes) names.push_back(definition->name);
+    std::string message = "there is no method " + call.name + "; the nearest are";
+    const char* separator = " ";
+    for (const std::string& name : host::nearestNames(call.name, std::move(names))) {
+      message += separator + name;
+      separator = ", ";
+    }
+    throw InputError(message);
+  }
+
+  static int byReferenceCount(const Method& method) {
+    int count = 0;
+    for (int i = 0; i < method.declaration.parameterCount; ++i) {
+      count += method.declaration.parameters[i].byReference;
+    }
+    return count;
+  }
+
+  static bool takes(const Method& method, size_t count) {
+    const auto most = static_cast<size_t>(method.declaration.parameterCount);
+    const auto least = static_cast<size_t>(method.requiredArguments());
+    return (count >= least && count <= most) ||
+           count == most - static_cast<size_t>(byReferenceCount(method));
+  }
+
+  // A method of Picture may also be written with the current picture as its first argument.
+  static bool namesSelf(const Method& method, const CallText& call) {
+    return method.kind == Method::Kind::kPicture && !call.arguments.empty() &&
+           call.arguments[0].value == "_" && takes(method, call.arguments.size() - 1) &&
+           (method.declaration.parameterCount == 0 ||
+            method.declaration.parameters[0].type != Type::kPicture);
+  }
+
+  const Method& choose(const CallText& call) const {
+    std::string declarations;
+    for (const Method* method : candidates(call)) {
+      if (namesSelf(*method, call) || takes(*method, call.arguments.size())) return *method;
+      if (!declarations.empty()) declarations += " and ";
+      declarations += method->text();
+    }
+    throw InputError(call.name + " does not take " + std::to_string(call.arguments.size()) +
+                     " argument(s); it is declared as " + declarations);
+  }
+
+  void check(const CallText& call) const {
+    if (const host::ClassInfo* info = findClass(call)) {
+      for (const Argument& argument : call.arguments) declaredProperty(*info, argument);
+      if (call.assigned) throw InputError(call.name + " is a class; nothing can be assigned to it");
+      return;
+    }
+    const Method& method = choose(call);
+    if (call.assigned && !method.assignable()) {
+      throw InputError("nothing can be assigned to " + std::string(method.text()));
+    }
+    for (const Argument& argument : call.arguments) {
+      if (!argument.name.empty()) {
+        throw InputError(argument.name + "=" + argument.value + ": " + std::string(method.text()) +
+                         " takes its arguments in order, not by name");
+      }
+    }
+  }
+
+  bool givesPicture(const CallText& call) const {
+    return findClass(call) || (choose(call).declaration.result == Type::kPicture && !call.assigned);
+  }
+
+  // --- Methods ---
+
+  void apply(const CallText& call) {
+    if (const host::ClassInfo* info = findClass(call)) {
+      applyClass(*info, call);
+    } else {
+      applyMethod(choose(call), call);
+    }
+  }
+
+  std::vector<Value> readArguments(const Method& method, const CallText& call) const {
+    const grammar::Declaration& declaration = method.declaration;
+    std::vector<Argument> texts = call.arguments;
+    if (namesSelf(method, call)) texts.erase(texts.begin());
+    const bool variablesLeftOut =
+        texts.size() < static_cast<size_t>(declaration.parameterCount) &&
+        texts.size() == static_cast<size_t>(declaration.parameterCount - byReferenceCount(method));
+    std::vector<Value> arguments;
+    auto text = texts.begin();
+    for (int i = 0; i < declaration.parameterCount; ++i) {
+      const grammar::Parameter& parameter = declaration.parameters[i];
+      if (parameter.byReference && variablesLeftOut) {
+        arguments.emplace_back();
+      } else if (text != texts.end()) {
+        arguments.push_back(
+            reader_.read(parameter.type, text->value,
+                         std::string(parameter.name) + " of " + std::string(method.text())));
+        ++text;
+      }
+    }
+    return arguments;
+  }
+
+  void applyMethod(const Method& method, const CallText& call) {
+    Value self;
+    if (method.kind == Method::Kind::kPicture) {
+      self = reader_.read(Type::kPicture, "_", std::string(method.name()));
+    }
+    std::vector<Value> arguments = readArguments(method, call);
+    try {
+      if (call.assigned) {
+        const Value value = reader_.read(method.declaration.result, *call.assigned,
+                                         "the value assigned to " + std::string(method.text()));
+        plugin_.assign(method, self, std::move(arguments), value);
+      } else {
+        take(plugin_.invoke(method, self, std::move(arguments)));
+      }
+    } catch (const host::ExceptionRaised& exception) {
+      throw CallFailed(call.name + " raised " + exception.what());
+    }
+  }
+
+  void take(const host::CallResult& result) {
+    const std::string name(result.method->name());
+    requireSuccess(result, name);
+    const host::StringRef string = result.value.string();
+    const host::BlockRef block = result.value.block();
+    if (result.value.picture()) {
+      current_ = {result.value.picture(), "", name + "'s result"};
+    } else if (string) {
+      current_ = {nullptr, std::string(string->bytes()), name + "'s result"};
+    } else if (block) {
+      const auto bytes = block->bytes();
+      current_ = {nullptr, std::string(bytes.begin(), bytes.end()), name + "'s result"};
+    }
+    const bool saved = (string || block) && !options_.output.empty();
+    if (options_.json) {
+      printJson(result);
+    } else if (!saved) {
+      printResult(result);
+    }
+  }
+
+  // Methods without a result tell a failure by a count below 0.
+  void requireSuccess(const host::CallResult& result, const std::string& name) const {
+    const bool nil = result.value.isNil();
+    const bool negative = result.value.isNothing() && !result.byReference.empty() &&
+                          result.byReference.back().value.isInteger() &&
+                          result.byReference.back().value.integer() < 0;
+    if (!nil && !negative) return;
+    const bool readsBytes = !current_.picture && inputIsBytes_;
+    throw CallFailed(name + " failed" + (nil ? ": it gave nil" : "") +
+                     (readsBytes ? " (" + current_.origin + " is not what it reads)" : ""));
+  }
+
+  // --- Classes ---
+
+  static const REALpropertyDefinition& declaredProperty(const host::ClassInfo& info,
+                                                        const Argument& argument) {
+    const REALclassDefinition& definition = *info.definition;
+    std::string names;
+    for (int i = 0; i < definition.propertyCount; ++i) {
+      if (equalIgnoringCase(definition.properties[i].name, argument.name)) {
+        return definition.properties[i];
+      }
+      names += std::string(i == 0 ? "" : ", ") + definition.properties[i].name;
+    }
+    if (argument.name.empty()) {
+      throw InputError(info.name + " takes NAME=VALUE, not " + argument.value +
+                       "; its properties are " + names);
+    }
+    throw InputError(info.name + " has no property " + argument.name + "; it has " + names);
+  }
+
+  void applyClass(const host::ClassInfo& info, const CallText& call) {
+    const Value source = reader_.read(Type::kPicture, "_", info.name);
+    try {
+      const host::InstanceRef instance = plugin_.newInstance(info.name);
+      instance->setProperty("SourcePicture", source);
+      for (const Argument& argument : call.arguments) {
+        setProperty(*instance, declaredProperty(info, argument), argument);
+      }
+      const bool done = plugin_.call(instance, "Run").boolean();
+      const host::PictureRef result = instance->property("DestinationPicture").picture();
+      plugin_.call(instance, "Close");
+      if (!done || !result) throw CallFailed(info.name + " failed: Run gave false");
+      current_ = {result, "", info.name + "'s result"};
+    } catch (const host::ExceptionRaised& exception) {
+      throw CallFailed(info.name + " raised " + exception.what());
+    }
+  }
+
+  void setProperty(host::Instance& instance, const REALpropertyDefinition& property,
+                   const Argument& argument) const {
+    Type type = Type::kNothing;
+    for (const grammar::TypeName& known : grammar::kTypeNames) {
+      if (equalIgnoringCase(known.name, property.type)) type = known.type;
+    }
+    const std::string place = std::string(property.name) + " as " + property.type;
+    instance.setProperty(property.name, reader_.read(type, argument.value, place));
+  }
+
+  host::Host& host_;
+  const RunOptions& options_;
+  host::Plugin plugin_;
+  Current current_;
+  ArgumentReader reader_;
+  bool inputIsBytes_ = false;
+};
+
+}  // namespace
+
+int run(const CommonOptions& common, const RunOptions& options) {
+  host::Host host(hostSettings(common));
+  bool balanced = false;
+  {
+    Runner runner(host, common, options);
+    try {
+      runner.run();
+    } catch (...) {
+      reportAccounts(host);
+      throw;
+    }
+    balanced = reportAccounts(host);
+  }
+  return balanced ? kDone : kCallFailed;
+}
+
+}  // namespace zvk

@@ -1,0 +1,54 @@
+// What the sub-commands share.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/Host.h"
+
+namespace zvk {
+
+/// Exit statuses.
+inline constexpr int kDone = 0;
+inline constexpr int kCallFailed = 1;  ///< a call failed, or the host's accounts are not balanced
+inline constexpr int kWrongInput = 2;
+
+/// Wrong input: one line that says what is wrong and what is possible.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A call of the plug-in gave nil, false or an exception.
+class CallFailed : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct CommonOptions {
+  std::string plugin;
+  std::optional<double> hostVersion;
+  host::Storage storage = host::Storage::kCairo;
+};
+
+struct RunOptions {
+  std::string input;
+  std::vector<std::string> calls;
+  std::string output;
+  bool json = false;
+};
+
+/// Settings of a host as the options ask for it. Throws InputError when the storage cannot be had.
+host::Settings hostSettings(const CommonOptions& options);
+
+/// Prints the host's problems to standard error; true when there are none.
+bool reportAccounts(const host::Host& host);
+
+/// The sub-commands. Each returns the exit status or throws InputError, CallFailed or one of the
+/// host's exceptions.
+int list(const CommonOptions& common);
+int run(const CommonOptions& common, const RunOptions& options);
+
+}  // namespace zvk

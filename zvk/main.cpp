@@ -1,0 +1,95 @@
+// zvk: tries the plug-in out from the command line, inside the stand-in host.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+
+#include "Tool.h"
+#include "host/Plugin.h"
+
+namespace {
+
+// Beside the program. Started through a loader or an emulator, /proc may name that one instead.
+std::string defaultPlugin(const char* program) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path places[] = {fs::read_symlink("/proc/self/exe", error),
+                             fs::absolute(program, error)};
+  for (const fs::path& place : places) {
+    const fs::path plugin = place.parent_path() / "PictureZVK.so";
+    if (fs::exists(plugin, error)) return plugin;
+  }
+  return places[1].parent_path() / "PictureZVK.so";
+}
+
+constexpr const char* kCallHelp =
+    "A CALL is a declared method with its arguments, such as InvertZVK or "
+    "'TintPictureZVK(_, &cFF8040, &cFFE0B0)'. It acts on the current picture, first IN, then each "
+    "call's result.\n"
+    "  _                the current picture\n"
+    "  @FILE            another picture, or the bytes of a memory block or string\n"
+    "  bytes:HEX        a memory block\n"
+    "  &cRRGGBB         a colour; also numbers, true, false, nil and \"text\"\n"
+    "  METHOD(..)=VALUE assigns\n"
+    "  CLASS(NAME=VALUE, ..) runs a filter class with these properties\n"
+    "byref arguments may be left out; what they give is printed, as is every result that is not a "
+    "picture.";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace zvk;
+  CommonOptions common;
+  RunOptions runOptions;
+  int (*command)(const CommonOptions&, const RunOptions&) = nullptr;
+
+  CLI::App app("Tries the PictureZVK plug-in out, inside a stand-in host.", "zvk");
+  app.require_subcommand(1);
+  const auto addCommon = [&](CLI::App* sub) {
+    sub->add_option("--plugin", common.plugin,
+                    "the plug-in's file (default: PictureZVK.so beside zvk)");
+    sub->add_option("--host-version", common.hostVersion, "version that the host reports");
+  };
+
+  CLI::App* listing = app.add_subcommand("list", "shows everything that the plug-in declares");
+  addCommon(listing);
+  listing->callback([&] {
+    command = [](const CommonOptions& options, const RunOptions&) { return list(options); };
+  });
+
+  CLI::App* running = app.add_subcommand("run", "applies calls to a picture, one after another");
+  addCommon(running);
+  running->footer(kCallHelp);
+  running->add_option("IN", runOptions.input, "a picture, or bytes for a call that takes them")
+      ->required();
+  running->add_option("CALL", runOptions.calls, "the calls")->required();
+  running->add_option("-o,--output", runOptions.output, "file for the last picture or bytes");
+  running->add_flag("--json", runOptions.json, "prints results as JSON, one object per call");
+  std::map<std::string, host::Storage> storages;
+  for (size_t i = 0; i < std::size(host::kStorageNames); ++i) {
+    storages[std::string(host::kStorageNames[i])] = static_cast<host::Storage>(i);
+  }
+  std::string storageName(host::kStorageNames[0]);
+  running->add_option("--storage", storageName, "where the host keeps pictures")
+      ->check(CLI::IsMember(storages));
+  running->callback([&] { command = run; });
+
+  try {
+    app.parse(argc, argv);
+    common.storage = storages.at(storageName);
+    if (common.plugin.empty()) common.plugin = defaultPlugin(argv[0]);
+    return command(common, runOptions);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    fprintf(stderr, "zvk: %s\n", error.what());
+    return kWrongInput;
+  } catch (const CallFailed& error) {
+    fprintf(stderr, "zvk: %s\n", error.what());
+    return kCallFailed;
+  } catch (const std::exception& error) {
+    fprintf(stderr, "zvk: %s\n", error.what());
+    return kWrongInput;
+  }
+}
