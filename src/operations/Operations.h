@@ -39,7 +39,9 @@ ZVK_EXPORT REALpictureStruct* InvertGrayPicture(REALpictureStruct* self, HostLon
 // --------------------------------------------------------------------
 
 /// Shifts the picture's own pixels down by `delta` rows (up when negative), wrapping around or
-/// filling with 0xFF bytes; with `scrollmask`, the separate mask first. True when done.
+/// filling with 0xFF bytes; with `scrollmask`, the separate mask first. True when done. A picture
+/// that cannot be changed in place gives false, and so does wrapping rows of more than 2^31 - 1
+/// bytes.
 ZVK_EXPORT HostBoolean ScrollVerticalZVK(REALpictureStruct* self, HostLong delta, HostBoolean wrap,
                                          HostBoolean scrollmask) noexcept;
 /// The same to the right by `delta` columns. A picture that cannot be changed in place stays as it

@@ -3,31 +3,10 @@
 #include "filters/Filters.h"
 #include "operations/Operations.h"
 
-HostBoolean ScrollVerticalZVK(REALpictureStruct*, HostLong, HostBoolean, HostBoolean) noexcept {
-  return false;
-}
-HostBoolean ScrollHorizontalZVK(REALpictureStruct*, HostLong, HostBoolean, HostBoolean) noexcept {
-  return false;
-}
-HostBoolean ScrollZVK(REALpictureStruct*, HostLong, HostLong, HostBoolean, HostBoolean) noexcept {
-  return false;
-}
-REALpictureStruct* GetEmbededMask(REALpictureStruct*, HostBoolean) noexcept { return nullptr; }
-void SetEmbededMask(REALpictureStruct*, HostBoolean, REALpictureStruct*) noexcept {}
-HostBoolean PictureHasMask(REALpictureStruct*) noexcept { return false; }
 REALpictureStruct* RenderSamples(REALmemoryBlockStruct*, HostLong, HostLong, HostLong, HostLong,
                                  HostLong, HostLong, HostLong, HostLong) noexcept {
   return nullptr;
 }
-REALpictureStruct* ExtractColorRectangleMaskZVK2(REALpictureStruct*) noexcept { return nullptr; }
-REALpictureStruct* ExtractColorRectangleMaskZVK(REALpictureStruct*, HostLong, HostLong, HostLong,
-                                                HostLong) noexcept {
-  return nullptr;
-}
-HostBoolean FindPicture(REALpictureStruct*, REALpictureStruct*, HostLong*, HostLong*) noexcept {
-  return false;
-}
-
 void Lut3DConstructor(REALobjectStruct*) noexcept {}
 void Lut3DClose(REALobjectStruct*) noexcept {}
 HostBoolean Lut3DRun(REALobjectStruct*) noexcept { return false; }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "frame/Abi.h"
+#include "frame/HostServices.h"
 
 /// With `alpha`, a picture with alpha channel where the host can make one, else without.
 ZVK_EXPORT REALpictureStruct* NewPicture(int width, int height, signed char alpha) noexcept;
@@ -48,3 +49,20 @@ ZVK_EXPORT int32_t GetPictureLockCount(REALpictureStruct* picture) noexcept;
 
 /// Gives back the lock that hosts before version 2012.0 keep after a refused description.
 ZVK_EXPORT void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* picture) noexcept;
+
+/// A picture's separate mask picture over the life of a scope; without picture when there is none.
+class SeparateMask {
+ public:
+  explicit SeparateMask(REALpictureStruct* self) noexcept
+      : picture_(self != nullptr ? REALGetPictureMask(self, false) : nullptr) {}
+  ~SeparateMask() {
+    if (picture_ != nullptr) REALUnlockObject(asObject(picture_));
+  }
+  SeparateMask(const SeparateMask&) = delete;
+  SeparateMask& operator=(const SeparateMask&) = delete;
+
+  [[nodiscard]] REALpictureStruct* picture() const noexcept { return picture_; }
+
+ private:
+  REALpictureStruct* picture_;
+};

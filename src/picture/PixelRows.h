@@ -2,8 +2,9 @@
 // one pixel; the drivers walk rows, keep inside the pictures, unpack and pack byte triples, set the
 // writer's fourth byte and choose the processor's best code.
 //
-// A kernel sees pixels as words 0x..RRGGBB with an undefined top byte and returns words whose top
-// byte is 0. It must be free of side effects: it runs on many pixels at once.
+// A kernel sees pixels as words 0x..RRGGBB. The top byte is what the storage holds there: the alpha
+// of formats 14 and 8, else undefined. It returns words whose top byte is 0. It must be free of
+// side effects: it runs on many pixels at once.
 #pragma once
 
 #include <algorithm>
@@ -121,11 +122,17 @@ ZVK_CLONES uint32_t countRun(const Word* words, int32_t count, F f) noexcept {
   return matches;
 }
 
-/// The current row's pixels from column x on: in place, or unpacked into `block`.
-inline Run readRun(const PictureEditor& e, int32_t x, int32_t count, Word* block) noexcept {
-  if (!isPacked(e)) return {reinterpret_cast<const Word*>(e.row) + x};
-  unpackTriples(e.row + static_cast<ptrdiff_t>(x) * 3, block, count);
+/// A row's pixels from column x on: in place, or unpacked into `block`.
+inline Run readRun(const PictureEditor& e, const uint8_t* row, int32_t x, int32_t count,
+                   Word* block) noexcept {
+  if (!isPacked(e)) return {reinterpret_cast<const Word*>(row) + x};
+  unpackTriples(row + static_cast<ptrdiff_t>(x) * 3, block, count);
   return {block};
+}
+
+/// The same for the current row.
+inline Run readRun(const PictureEditor& e, int32_t x, int32_t count, Word* block) noexcept {
+  return readRun(e, e.row, x, count, block);
 }
 
 /// Maps one block of the current rows.
@@ -137,10 +144,11 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
                 Run{reinterpret_cast<const Word*>(readers.row) + x}...);
     return;
   }
-  Word sources[sizeof...(Readers)][kBlock];
+  // One block more than there are sources, so that there may be none.
+  Word sources[sizeof...(Readers) + 1][kBlock];
   Word results[kBlock];
-  Word* block = sources[0] - kBlock;
-  const auto next = [&block] { return block += kBlock; };
+  Word* block = sources[0];
+  [[maybe_unused]] const auto next = [&block] { return block += kBlock; };
   Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
   // Braces, so that the sources take their blocks from left to right.
   struct Mapper {
@@ -156,7 +164,7 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
 // --------------------------------------------------------------------------------------
 
 /// Writes f(a, b, ...) of the readers' pixels at the same place to the writer, within the region
-/// and within all of the pictures.
+/// and within all of the pictures. Without readers, f() fills the region.
 template <typename F, typename... Readers>
 void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... readers) noexcept {
   Region region = wanted.intersect(wholeOf(writer));
@@ -189,10 +197,11 @@ void mapPixels(PictureEditor& reader, PictureEditor& writer, F f) noexcept {
   zipPixels(writer, wholeOf(writer), f, reader);
 }
 
-/// Calls visit(words, count) for runs of the region's pixels in reading order until one call
-/// returns false; false then.
+/// Calls visit(words, count, x, y) for runs of the region's pixels in reading order, each from
+/// column x of row y on, until one call returns false; false then. All runs of a row but its last
+/// one have the same length, a multiple of 512.
 template <typename Visit>
-bool scanPixels(PictureEditor& reader, const Region& wanted, Visit visit) noexcept {
+bool scanRuns(PictureEditor& reader, const Region& wanted, Visit visit) noexcept {
   constexpr int32_t kRun = 4096;
   const Region region = wanted.intersect(wholeOf(reader));
   if (region.empty()) return true;
@@ -202,12 +211,20 @@ bool scanPixels(PictureEditor& reader, const Region& wanted, Visit visit) noexce
   for (int32_t y = region.top; y < region.bottom; ++y) {
     for (int32_t x = region.left; x < region.right && reader.row != nullptr;) {
       const int32_t count = std::min(step, region.right - x);
-      if (!visit(readRun(reader, x, count, block).words, count)) return false;
+      if (!visit(readRun(reader, x, count, block).words, count, x, y)) return false;
       x += count;
     }
     NextRow(reader);
   }
   return true;
+}
+
+/// The same where the place does not matter: calls visit(words, count).
+template <typename Visit>
+bool scanPixels(PictureEditor& reader, const Region& wanted, Visit visit) noexcept {
+  return scanRuns(reader, wanted, [&](const Word* words, int32_t count, int32_t, int32_t) {
+    return visit(words, count);
+  });
 }
 
 /// Number of pixels for which f(word) holds.

@@ -1,0 +1,201 @@
+#include <cstring>
+#include <limits>
+#include <numeric>
+
+#include "operations/Operations.h"
+#include "picture/Buffer.h"
+#include "picture/PictureHelpers.h"
+#include "picture/PixelRows.h"
+
+namespace {
+
+using namespace pixels;
+
+constexpr int32_t kFill = 0xFF;
+constexpr size_t kPixelBytes = 4;
+
+/// Bytes of one row; where rows share a block, with what lies behind the last pixel.
+size_t rowLength(const PictureEditor& e) noexcept {
+  return e.pixelFormat == kPixelFormatHostBuffer ? static_cast<size_t>(e.width) * kPixelBytes
+                                                 : static_cast<size_t>(e.rowBytes);
+}
+
+bool hasPixels(const PictureEditor& e) noexcept { return e.width > 0 && e.height > 0; }
+
+/// Rows first..last - 1.
+void fillRows(PictureEditor& e, int32_t first, int32_t last) noexcept {
+  for (int32_t y = first; y < last; ++y) {
+    if (uint8_t* row = rowAddress(e, y)) memset(row, kFill, rowLength(e));
+  }
+}
+
+void copyRow(PictureEditor& e, uint8_t* to, const uint8_t* from) noexcept {
+  if (to != nullptr && from != nullptr) memmove(to, from, rowLength(e));
+}
+
+/// How far content moves when `delta` is taken around a side of `size`: the way that is shorter,
+/// down or right when both are equally long.
+int32_t shortestWay(int32_t delta, int32_t size) noexcept {
+  int32_t way = delta % size;
+  const int32_t half = size / 2;
+  if (way >= half) way -= size;
+  if (way <= -half) way += size;
+  return way;
+}
+
+bool coversAll(int32_t delta, int32_t size) noexcept { return delta >= size || delta <= -size; }
+
+/// Moves every row down by `down`, 0 < down < height, around the bottom edge. Along each cycle of
+/// the rotation a row is written right after it was read, while it is in the nearest cache, so the
+/// picture passes through memory once.
+void rotateRows(PictureEditor& e, int32_t down, uint8_t* saved) noexcept {
+  const int32_t cycles = std::gcd(down, e.height);
+  for (int32_t start = 0; start < cycles; ++start) {
+    const uint8_t* first = rowAddress(e, start);
+    copyRow(e, saved, first);
+    int32_t to = start;
+    for (;;) {
+      const int32_t from = to >= down ? to - down : to - down + e.height;
+      if (from == start) break;
+      copyRow(e, rowAddress(e, to), rowAddress(e, from));
+      to = from;
+    }
+    copyRow(e, rowAddress(e, to), first != nullptr ? saved : nullptr);
+  }
+}
+
+// The four workers shift one picture's own pixels. A delta of 0 does not even open it.
+
+bool scrollVerticalPlain(REALpictureStruct* picture, int32_t delta) noexcept {
+  if (delta == 0) return true;
+  ScopedEditor scoped(picture);
+  if (!scoped) return false;
+  PictureEditor& e = scoped.editor();
+  if (!hasPixels(e)) return true;
+  if (coversAll(delta, e.height)) {
+    fillRows(e, 0, e.height);
+  } else if (delta > 0) {
+    for (int32_t y = e.height - 1; y >= delta; --y) {
+      copyRow(e, rowAddress(e, y), rowAddress(e, y - delta));
+    }
+    fillRows(e, 0, delta);
+  } else {
+    for (int32_t y = 0; y < e.height + delta; ++y) {
+      copyRow(e, rowAddress(e, y), rowAddress(e, y - delta));
+    }
+    fillRows(e, e.height + delta, e.height);
+  }
+  return true;
+}
+
+bool scrollVerticalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
+  if (delta == 0) return true;
+  ScopedEditor scoped(picture);
+  if (!scoped) return false;
+  PictureEditor& e = scoped.editor();
+  if (!hasPixels(e)) return true;
+  const int32_t way = shortestWay(delta, e.height);
+  if (way == 0) return true;
+  // The documented limit. The way in which rows move here would need only one row of memory.
+  const int64_t moving = way > 0 ? e.height - way : e.height;
+  const auto length = static_cast<int64_t>(rowLength(e));
+  if (moving * length > std::numeric_limits<int32_t>::max()) return false;
+  const auto saved = zeroedBuffer<uint8_t>(length);
+  if (saved == nullptr) return false;
+  rotateRows(e, way > 0 ? way : way + e.height, saved.get());
+  return true;
+}
+
+/// Calls shift(row) for every row of an opened picture.
+template <typename Shift>
+void forEachRow(PictureEditor& e, Shift shift) noexcept {
+  for (int32_t y = 0; y < e.height; ++y, NextRow(e)) {
+    if (e.row != nullptr) shift(e.row);
+  }
+}
+
+bool scrollHorizontalPlain(REALpictureStruct* picture, int32_t delta) noexcept {
+  if (delta == 0) return true;
+  ScopedEditor scoped(picture);
+  if (!scoped || !hasPixels(scoped.editor())) return true;
+  PictureEditor& e = scoped.editor();
+  if (coversAll(delta, e.width)) {
+    fillRows(e, 0, e.height);
+    return true;
+  }
+  const size_t width = static_cast<size_t>(e.width) * kPixelBytes;
+  const size_t uncovered = static_cast<size_t>(delta > 0 ? delta : -delta) * kPixelBytes;
+  forEachRow(e, [=](uint8_t* row) {
+    if (delta > 0) {
+      memmove(row + uncovered, row, width - uncovered);
+      memset(row, kFill, uncovered);
+    } else {
+      memmove(row, row + uncovered, width - uncovered);
+      memset(row + width - uncovered, kFill, uncovered);
+    }
+  });
+  return true;
+}
+
+bool scrollHorizontalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
+  if (delta == 0) return true;
+  ScopedEditor scoped(picture);
+  if (!scoped || !hasPixels(scoped.editor())) return true;
+  PictureEditor& e = scoped.editor();
+  const int32_t way = shortestWay(delta, e.width);
+  const size_t width = static_cast<size_t>(e.width) * kPixelBytes;
+  const size_t around = static_cast<size_t>(way > 0 ? way : -way) * kPixelBytes;
+  const auto saved = zeroedBuffer<uint8_t>(static_cast<int64_t>(around));
+  if (way == 0 || saved == nullptr) return true;
+  uint8_t* kept = saved.get();
+  forEachRow(e, [=](uint8_t* row) {
+    if (way > 0) {
+      memcpy(kept, row + width - around, around);
+      memmove(row + around, row, width - around);
+      memcpy(row, kept, around);
+    } else {
+      memcpy(kept, row, around);
+      memmove(row, row + around, width - around);
+      memcpy(row + width - around, kept, around);
+    }
+  });
+  return true;
+}
+
+bool scrollVertical(REALpictureStruct* picture, int32_t delta, HostBoolean wrap) noexcept {
+  return wrap ? scrollVerticalWrap(picture, delta) : scrollVerticalPlain(picture, delta);
+}
+
+bool scrollHorizontal(REALpictureStruct* picture, int32_t delta, HostBoolean wrap) noexcept {
+  return wrap ? scrollHorizontalWrap(picture, delta) : scrollHorizontalPlain(picture, delta);
+}
+
+using Scroll = bool (*)(REALpictureStruct*, int32_t, HostBoolean) noexcept;
+
+/// A mask that cannot be scrolled leaves the picture as it is.
+bool scrollWithMask(REALpictureStruct* self, Scroll scroll, int32_t delta, HostBoolean wrap,
+                    HostBoolean scrollMask) noexcept {
+  if (scrollMask) {
+    const SeparateMask mask(self);
+    if (mask.picture() != nullptr && !scroll(mask.picture(), delta, wrap)) return false;
+  }
+  return scroll(self, delta, wrap);
+}
+
+}  // namespace
+
+HostBoolean ScrollVerticalZVK(REALpictureStruct* self, HostLong delta, HostBoolean wrap,
+                              HostBoolean scrollmask) noexcept {
+  return scrollWithMask(self, scrollVertical, static_cast<int32_t>(delta), wrap, scrollmask);
+}
+
+HostBoolean ScrollHorizontalZVK(REALpictureStruct* self, HostLong delta, HostBoolean wrap,
+                                HostBoolean scrollmask) noexcept {
+  return scrollWithMask(self, scrollHorizontal, static_cast<int32_t>(delta), wrap, scrollmask);
+}
+
+HostBoolean ScrollZVK(REALpictureStruct* self, HostLong deltaX, HostLong deltaY, HostBoolean wrap,
+                      HostBoolean scrollmask) noexcept {
+  return ScrollHorizontalZVK(self, deltaX, wrap, scrollmask) &&
+         ScrollVerticalZVK(self, deltaY, wrap, scrollmask);
+}
