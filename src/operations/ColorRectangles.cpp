@@ -13,23 +13,28 @@ using namespace pixels;
 using Cells = unsigned long;
 constexpr int32_t kCells = std::numeric_limits<Cells>::digits;
 
-constexpr Cells cellAt(int32_t x) noexcept { return Cells{1} << (x % kCells); }
-
-/// Bits of the word with this index that belong to columns left..right.
-constexpr Cells cellsBetween(int32_t index, int32_t left, int32_t right) noexcept {
-  Cells cells = ~Cells{0};
-  if (index == left / kCells) cells &= ~Cells{0} << (left % kCells);
-  if (index == right / kCells) cells &= ~Cells{0} >> (kCells - 1 - right % kCells);
-  return cells;
+// Columns are never negative; as unsigned numbers they are taken apart without a division.
+constexpr int32_t wordOf(int32_t x) noexcept {
+  return static_cast<int32_t>(static_cast<uint32_t>(x) / kCells);
 }
+constexpr int32_t bitOf(int32_t x) noexcept {
+  return static_cast<int32_t>(static_cast<uint32_t>(x) % kCells);
+}
+constexpr Cells cellAt(int32_t x) noexcept { return Cells{1} << bitOf(x); }
+
+/// The cells of column x and all to its right, or left, in the same word.
+constexpr Cells cellsFrom(int32_t x) noexcept { return ~Cells{0} << bitOf(x); }
+constexpr Cells cellsUpTo(int32_t x) noexcept { return ~Cells{0} >> (kCells - 1 - bitOf(x)); }
 
 // --- Classification
 // ---------------------------------------------------------------------------
 
-/// Neighbouring channels of a grey pixel cancel out.
-constexpr bool isColored(uint32_t word) noexcept { return ((word ^ word >> 8) & 0xFFFF) != 0; }
+/// 0 exactly for grey pixels: their channels are alike.
+constexpr uint32_t channelDifferences(uint32_t word) noexcept {
+  return (word ^ word >> 8) & 0xFFFF;
+}
 
-/// Bit i for each of 32 pixels.
+/// Pixels are classified in groups of 32; bit i stands for pixel i of a group.
 constexpr int32_t kGroup = 32;
 struct GroupBits {
   uint32_t bits[kGroup];
@@ -41,24 +46,26 @@ constexpr GroupBits kGroupBits;
 
 /// Sets the cells of coloured pixels; the others must be 0. `cells` begins at the first pixel.
 ZVK_CLONES void classify(const Word* words, int32_t count, Cells* cells) noexcept {
-  constexpr int32_t kWide = 8 * kGroup;
-  int32_t i = 0;
-  while (i + kGroup <= count) {
-    if (i + kWide <= count) {
+  // Most pictures are grey over long stretches, which are passed faster than groups.
+  constexpr int32_t kStretch = 8 * kGroup;
+  for (int32_t start = 0; start < count; start += kStretch) {
+    const int32_t end = std::min(start + kStretch, count);
+    int32_t i = start;
+    if (end - start == kStretch) {
       uint32_t differences = 0;
-      for (int32_t k = 0; k < kWide; ++k) differences |= words[i + k] ^ words[i + k] >> 8;
-      if ((differences & 0xFFFF) == 0) {
-        i += kWide;
-        continue;
-      }
+      for (int32_t k = 0; k < kStretch; ++k) differences |= channelDifferences(words[start + k]);
+      if (differences == 0) continue;
     }
-    uint32_t group = 0;
-    for (int32_t k = 0; k < kGroup; ++k) group |= isColored(words[i + k]) ? kGroupBits.bits[k] : 0;
-    cells[i / kCells] |= Cells{group} << (i % kCells);
-    i += kGroup;
-  }
-  for (; i < count; ++i) {
-    if (isColored(words[i])) cells[i / kCells] |= cellAt(i);
+    for (; i + kGroup <= end; i += kGroup) {
+      uint32_t group = 0;
+      for (int32_t k = 0; k < kGroup; ++k) {
+        group |= channelDifferences(words[i + k]) != 0 ? kGroupBits.bits[k] : 0;
+      }
+      cells[wordOf(i)] |= Cells{group} << bitOf(i);
+    }
+    for (; i < end; ++i) {
+      if (channelDifferences(words[i]) != 0) cells[wordOf(i)] |= cellAt(i);
+    }
   }
 }
 
@@ -97,10 +104,12 @@ class BoxFinder {
 
  private:
   [[nodiscard]] ptrdiff_t rowCells() const noexcept { return stride_; }
+  Cells lonelyCells(int32_t index, int32_t y) noexcept;
   Box boxFrom(int32_t x, int32_t y) noexcept;
   bool anyInRow(int32_t y, int32_t left, int32_t right) noexcept;
   bool anyInColumn(int32_t x, int32_t top, int32_t bottom) noexcept;
-  void addRowToColumns(int32_t y) noexcept;
+  void addToColumns(int32_t y, int32_t first, int32_t last) noexcept;
+  void addColumns(int32_t first, int32_t last, int32_t top, int32_t bottom) noexcept;
   void cover(const Box& box) noexcept;
 
   int32_t width_, height_, stride_;
@@ -113,26 +122,35 @@ class BoxFinder {
 
 bool BoxFinder::anyInRow(int32_t y, int32_t left, int32_t right) noexcept {
   const Cells* row = colored(y);
-  for (int32_t i = left / kCells; i <= right / kCells; ++i) {
-    if (row[i] & cellsBetween(i, left, right)) return true;
+  const int32_t first = wordOf(left), last = wordOf(right);
+  if (first == last) return (row[first] & cellsFrom(left) & cellsUpTo(right)) != 0;
+  if ((row[first] & cellsFrom(left)) != 0 || (row[last] & cellsUpTo(right)) != 0) return true;
+  for (int32_t i = first + 1; i < last; ++i) {
+    if (row[i] != 0) return true;
   }
   return false;
 }
 
-void BoxFinder::addRowToColumns(int32_t y) noexcept {
+void BoxFinder::addToColumns(int32_t y, int32_t first, int32_t last) noexcept {
   const Cells* row = colored(y);
-  for (int32_t i = firstColumns_; i <= lastColumns_; ++i) columns_[i] |= row[i];
+  for (int32_t i = first; i <= last; ++i) columns_[i] |= row[i];
 }
 
-/// Whether column x has a cell in the rows top..bottom of the growing box.
+/// Takes the words first..last into the OR of the rows top..bottom.
+void BoxFinder::addColumns(int32_t first, int32_t last, int32_t top, int32_t bottom) noexcept {
+  std::fill(columns_ + first, columns_ + last + 1, Cells{0});
+  for (int32_t y = top; y <= bottom; ++y) addToColumns(y, first, last);
+  firstColumns_ = std::min(firstColumns_, first);
+  lastColumns_ = std::max(lastColumns_, last);
+}
+
+/// Whether column x, beside the growing box, has a cell in its rows top..bottom.
 bool BoxFinder::anyInColumn(int32_t x, int32_t top, int32_t bottom) noexcept {
-  const int32_t index = x / kCells;
-  if (index < firstColumns_ || index > lastColumns_) {
-    Cells sum = 0;
-    for (int32_t y = top; y <= bottom; ++y) sum |= colored(y)[index];
-    columns_[index] = sum;
-    (index < firstColumns_ ? firstColumns_ : lastColumns_) = index;
-  }
+  const int32_t index = wordOf(x);
+  // Twice as many words each time: words of one row are cheaper together.
+  const int32_t more = lastColumns_ - firstColumns_;
+  if (index < firstColumns_) addColumns(std::max(index - more, 0), index, top, bottom);
+  if (index > lastColumns_) addColumns(index, std::min(index + more, stride_ - 1), top, bottom);
   return (columns_[index] & cellAt(x)) != 0;
 }
 
@@ -141,13 +159,13 @@ bool BoxFinder::anyInColumn(int32_t x, int32_t top, int32_t bottom) noexcept {
 /// each other.
 Box BoxFinder::boxFrom(int32_t x, int32_t y) noexcept {
   Box box{x, y, x, y};
-  firstColumns_ = lastColumns_ = x / kCells;
+  firstColumns_ = lastColumns_ = wordOf(x);
   columns_[firstColumns_] = colored(y)[firstColumns_];
   for (;;) {
     const bool up = box.top > 0 && anyInRow(box.top - 1, box.left, box.right);
     const bool down = box.bottom + 1 < height_ && anyInRow(box.bottom + 1, box.left, box.right);
-    if (up) addRowToColumns(--box.top);
-    if (down) addRowToColumns(++box.bottom);
+    if (up) addToColumns(--box.top, firstColumns_, lastColumns_);
+    if (down) addToColumns(++box.bottom, firstColumns_, lastColumns_);
     const bool left = box.left > 0 && anyInColumn(box.left - 1, box.top, box.bottom);
     const bool right = box.right + 1 < width_ && anyInColumn(box.right + 1, box.top, box.bottom);
     if (left) --box.left;
@@ -157,22 +175,51 @@ Box BoxFinder::boxFrom(int32_t x, int32_t y) noexcept {
 }
 
 void BoxFinder::cover(const Box& box) noexcept {
+  const int32_t first = wordOf(box.left), last = wordOf(box.right);
   for (int32_t y = box.top; y <= box.bottom; ++y) {
     Cells *from = colored(y), *to = boxes(y);
-    for (int32_t i = box.left / kCells; i <= box.right / kCells; ++i) {
-      const Cells cells = cellsBetween(i, box.left, box.right);
+    const auto move = [=](int32_t i, Cells cells) {
       from[i] &= ~cells;
       to[i] |= cells;
+    };
+    if (first == last) {
+      move(first, cellsFrom(box.left) & cellsUpTo(box.right));
+      continue;
     }
+    move(first, cellsFrom(box.left));
+    for (int32_t i = first + 1; i < last; ++i) move(i, ~Cells{0});
+    move(last, cellsUpTo(box.right));
   }
 }
 
+/// Cells of a word that have no neighbour on any side: each is a box of its own, unless an earlier
+/// box takes it in.
+Cells BoxFinder::lonelyCells(int32_t index, int32_t y) noexcept {
+  const Cells* row = colored(y);
+  const Cells cells = row[index];
+  Cells neighbours = cells << 1 | cells >> 1;
+  if (index > 0) neighbours |= row[index - 1] >> (kCells - 1);
+  if (index + 1 < stride_) neighbours |= row[index + 1] << (kCells - 1);
+  if (y > 0) neighbours |= colored(y - 1)[index];
+  if (y + 1 < height_) neighbours |= colored(y + 1)[index];
+  return cells & ~neighbours;
+}
+
+/// Boxes in reading order of their seeds. A box covers its seed and cells are only ever cleared, so
+/// no seed is left behind.
 void BoxFinder::findAll() noexcept {
   for (int32_t y = 0; y < height_; ++y) {
-    const Cells* row = colored(y);
+    Cells* row = colored(y);
     for (int32_t i = 0; i < stride_; ++i) {
-      // A box covers its seed, and cells are only ever cleared: none is left behind.
-      while (row[i] != 0) cover(boxFrom(i * kCells + std::countr_zero(row[i]), y));
+      while (row[i] != 0) {
+        const Cells lonely = lonelyCells(i, y);
+        const Cells others = row[i] & ~lonely;
+        // All lonely ones up to the first seed of a larger box, which might take in the rest.
+        const Cells single = lonely & ((others & (~others + 1)) - 1);
+        row[i] &= ~single;
+        boxes(y)[i] |= single;
+        if (others != 0) cover(boxFrom(i * kCells + std::countr_zero(others), y));
+      }
     }
   }
 }
@@ -180,23 +227,42 @@ void BoxFinder::findAll() noexcept {
 // --- The result
 // -------------------------------------------------------------------------------
 
-/// Makes the picture black where the cells of a row are set. `left` is the column of the first one.
-void blacken(PictureEditor& writer, const Cells* cells, int32_t width, int32_t left,
-             int32_t y) noexcept {
-  const auto black = [] { return 0U; };
-  int32_t x = 0;
-  while (x < width) {
-    const Cells ahead = cells[x / kCells] >> (x % kCells);
-    if (ahead == 0) {
-      x += kCells - x % kCells;
-      continue;
+/// Black where the cells are set, else white.
+ZVK_CLONES void drawCells(const Cells* cells, int32_t count, Word* out, uint32_t top) noexcept {
+  int32_t i = 0;
+  for (; i + kGroup <= count; i += kGroup) {
+    const auto group = static_cast<uint32_t>(cells[wordOf(i)] >> bitOf(i));
+    for (int32_t k = 0; k < kGroup; ++k) {
+      out[i + k] = top | ((group & kGroupBits.bits[k]) != 0 ? 0 : kColorBits);
     }
-    x += std::countr_zero(ahead);
-    const int32_t start = x;
-    do {
-      x += std::countr_one(cells[x / kCells] >> (x % kCells));
-    } while (x < width && (cells[x / kCells] & cellAt(x)));
-    zipPixels(writer, {left + start, y, left + x, y + 1}, black);
+  }
+  for (; i < count; ++i) out[i] = top | ((cells[wordOf(i)] & cellAt(i)) != 0 ? 0 : kColorBits);
+}
+
+/// Draws cells into the current row from column x on.
+void drawRow(PictureEditor& writer, int32_t x, const Cells* cells, int32_t count) noexcept {
+  if (!isPacked(writer)) {
+    drawCells(cells, count, reinterpret_cast<Word*>(writer.row) + x, fourthByte(writer));
+    return;
+  }
+  Word block[kBlock];
+  for (int32_t i = 0; i < count; i += kBlock) {
+    const int32_t length = std::min(kBlock, count - i);
+    drawCells(cells + wordOf(i), length, block, 0);
+    packTriples(block, writer.row + static_cast<ptrdiff_t>(x + i) * 3, length);
+  }
+}
+
+void drawBoxes(PictureEditor& writer, const Region& region, BoxFinder& finder) noexcept {
+  if (region.right - region.left < writer.width || region.bottom - region.top < writer.height) {
+    zipPixels(writer, wholeOf(writer), [] { return kColorBits; });
+  }
+  // A picture that the host made smaller than asked for holds no more.
+  const Region drawn = region.intersect(wholeOf(writer));
+  for (int32_t y = drawn.top; y < drawn.bottom; ++y) {
+    seekRow(writer, y);
+    if (writer.row != nullptr)
+      drawRow(writer, drawn.left, finder.boxes(y - region.top), drawn.right - drawn.left);
   }
 }
 
@@ -217,15 +283,11 @@ REALpictureStruct* boxMask(REALpictureStruct* source, RegionOf regionOf) noexcep
   if (!writer) return nullptr;
 
   scanRuns(reader.editor(), region, [&](const Word* words, int32_t count, int32_t x, int32_t y) {
-    classify(words, count, finder.colored(y - region.top) + (x - region.left) / kCells);
+    classify(words, count, finder.colored(y - region.top) + wordOf(x - region.left));
     return true;
   });
   finder.findAll();
-  zipPixels(writer.editor(), wholeOf(writer.editor()), [] { return kColorBits; });
-  for (int32_t y = region.top; y < region.bottom; ++y) {
-    blacken(writer.editor(), finder.boxes(y - region.top), region.right - region.left, region.left,
-            y);
-  }
+  drawBoxes(writer.editor(), region, finder);
   return writer.render();
 }
 
