@@ -1,0 +1,213 @@
+#include <algorithm>
+#include <limits>
+#include <random>
+
+#include "Support.h"
+
+namespace {
+
+using namespace test;
+using host::PictureRef;
+
+struct Rectangle {
+  int left, top, width, height;
+};
+
+/// One byte per pixel and a frame of zeros, every pixel looked at by itself.
+class PlainBoxes {
+ public:
+  PlainBoxes(int width, int height, const Pixels& pixels, const Rectangle& r)
+      : width_(width), height_(height), colored_(cells()), boxed_(cells()) {
+    const auto within = [](int64_t value, int limit) {
+      return static_cast<int>(std::clamp<int64_t>(value, 0, limit));
+    };
+    const int right = within(int64_t{r.left} + (r.width < 0 ? width : r.width), width);
+    const int bottom = within(int64_t{r.top} + (r.height < 0 ? height : r.height), height);
+    for (int y = within(r.top, height); y < bottom; ++y) {
+      for (int x = within(r.left, width); x < right; ++x) {
+        const Rgb c = rgbOf(pixels[static_cast<size_t>(y) * width + x]);
+        colored_[cell(x, y)] = c.red != c.green || c.green != c.blue;
+      }
+    }
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        if (colored_[cell(x, y)]) cover(x, y);
+      }
+    }
+  }
+
+  /// 0 where boxes are, else 0xFFFFFF.
+  Pixels mask() const {
+    Pixels result;
+    for (int y = 0; y < height_; ++y) {
+      for (int x = 0; x < width_; ++x) result.push_back(boxed_[cell(x, y)] ? 0 : 0xFFFFFF);
+    }
+    return result;
+  }
+
+ private:
+  std::vector<char> cells() const { return std::vector<char>(cell(width_, height_ + 1)); }
+  size_t cell(int x, int y) const {
+    return static_cast<size_t>(y + 1) * (static_cast<size_t>(width_) + 2) +
+           static_cast<size_t>(x + 1);
+  }
+  bool any(int left, int top, int right, int bottom) const {
+    for (int y = top; y <= bottom; ++y) {
+      for (int x = left; x <= right; ++x) {
+        if (colored_[cell(x, y)]) return true;
+      }
+    }
+    return false;
+  }
+  void cover(int x, int y) {
+    int left = x, right = x, top = y, bottom = y;
+    for (bool grown = true; grown;) {
+      const bool up = any(left, top - 1, right, top - 1);
+      const bool down = any(left, bottom + 1, right, bottom + 1);
+      top -= up;
+      bottom += down;
+      const bool before = any(left - 1, top, left - 1, bottom);
+      const bool behind = any(right + 1, top, right + 1, bottom);
+      left -= before;
+      right += behind;
+      grown = up || down || before || behind;
+    }
+    for (int row = top; row <= bottom; ++row) {
+      for (int column = left; column <= right; ++column) {
+        colored_[cell(column, row)] = 0;
+        boxed_[cell(column, row)] = 1;
+      }
+    }
+  }
+
+  int width_, height_;
+  std::vector<char> colored_, boxed_;
+};
+
+/// Greys, and colours that are almost grey.
+Pixels noise(int width, int height, double density, uint32_t seed) {
+  std::mt19937 random(seed);
+  std::bernoulli_distribution colored(density);
+  Pixels pixels(static_cast<size_t>(width) * height);
+  for (uint32_t& pixel : pixels) {
+    pixel = (random() & 0xFF) * 0x010101U;
+    if (colored(random)) pixel ^= 1U << random() % 24;
+    pixel |= random() << 24;
+  }
+  return pixels;
+}
+
+class ColorRectanglesTest : public LayoutTest {
+ protected:
+  static void check(PluginHost& setup, int width, int height, const Pixels& pixels,
+                    const std::string& what) {
+    const PictureRef source = setup.picture(width, height, pixels);
+    const PictureRef result = setup.plugin.call(source, "ExtractColorRectangleMaskZVK");
+    ASSERT_TRUE(result);
+    EXPECT_FALSE(result->hasAlpha());
+    ASSERT_EQ(colors(result), PlainBoxes(width, height, pixels, {0, 0, width, height}).mask())
+        << what;
+  }
+};
+
+// Sizes on both sides of whole words, stretches and blocks.
+TEST_P(ColorRectanglesTest, AgreesWithPlainBoxesOnNoise) {
+  PluginHost setup(GetParam().options);
+  for (const double density : {0.0, 0.002, 0.03, 0.1, 0.2, 0.35, 0.6, 1.0}) {
+    for (const auto& [width, height] : {std::pair{1, 1},
+                                        {5, 90},
+                                        {63, 20},
+                                        {64, 33},
+                                        {65, 20},
+                                        {130, 40},
+                                        {319, 50},
+                                        {1100, 24}}) {
+      check(setup, width, height, noise(width, height, density, static_cast<uint32_t>(width)),
+            "density " + std::to_string(density) + ", width " + std::to_string(width));
+    }
+  }
+}
+
+// Large boxes that begin at one corner and grow by one line per round, past earlier ones.
+TEST_P(ColorRectanglesTest, GrowsNestedAndWindingShapes) {
+  PluginHost setup(GetParam().options);
+  constexpr int kSide = 150;
+  Pixels corners(kSide * kSide, 0xFF808080), spiral = corners;
+  const auto set = [](Pixels& pixels, int x, int y) { pixels[y * kSide + x] = 0xFF0000FF; };
+  for (int k = 0; k < kSide; k += 2) {
+    for (int i = 0; i <= k; ++i) {
+      set(corners, k, i);
+      set(corners, i, k);
+    }
+  }
+  for (int k = 0; k < kSide / 2; k += 2) {
+    for (int i = k; i < kSide - k; ++i) {
+      if (i > k) set(spiral, i, k);
+      set(spiral, i, kSide - 1 - k);
+      set(spiral, kSide - 1 - k, i);
+      if (i > k + 1) set(spiral, k, i);
+    }
+  }
+  check(setup, kSide, kSide, corners, "corners");
+  check(setup, kSide, kSide, spiral, "spiral");
+  std::reverse(corners.begin(), corners.end());
+  check(setup, kSide, kSide, corners, "turned corners");
+}
+
+TEST_P(ColorRectanglesTest, LooksOnlyAtTheRectangle) {
+  PluginHost setup(GetParam().options);
+  constexpr int kMax = std::numeric_limits<int>::max(), kMin = std::numeric_limits<int>::min();
+  const Pixels pixels = noise(140, 30, 0.15, 8);
+  const PictureRef source = setup.picture(140, 30, pixels);
+  for (const Rectangle& r : std::initializer_list<Rectangle>{{0, 0, -1, -1},
+                                                             {10, 5, 70, 20},
+                                                             {-10, -5, 30, 15},
+                                                             {100, 20, 500, 500},
+                                                             {1, 1, 64, -9},
+                                                             {5, 5, 0, 10},
+                                                             {200, 5, 10, 10},
+                                                             {3, 4, kMax, kMax},
+                                                             {kMin, kMin, kMax, kMax},
+                                                             {kMin, 0, -1, -1},
+                                                             {kMax, kMax, kMax, kMax}}) {
+    const PictureRef result =
+        setup.plugin.call(source, "ExtractColorRectangleMaskZVK", r.left, r.top, r.width, r.height);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(colors(result), PlainBoxes(140, 30, pixels, r).mask())
+        << r.left << ", " << r.top << ", " << r.width << ", " << r.height;
+  }
+}
+
+TEST_P(ColorRectanglesTest, WritesOpaquePixels) {
+  PluginHost setup(GetParam().options);
+  const PictureRef source = setup.picture(70, 3, noise(70, 3, 0.2, 9));
+  const PictureRef result = setup.plugin.call(source, "ExtractColorRectangleMaskZVK");
+  ASSERT_TRUE(result);
+  const bool cairo = GetParam().options.storage == host::Storage::kCairo;
+  if (GetParam().options.storage == host::Storage::kDrawable) return;  // no fourth byte
+  for (const uint32_t word : result->words()) ASSERT_EQ(word >> 24, cairo ? 255U : 0U);
+}
+
+TEST_P(ColorRectanglesTest, FailsWithoutPictures) {
+  PluginHost setup(GetParam().options);
+  const PictureRef source = setup.picture(4, 4, noise(4, 4, 0.5, 10));
+  setup.host.failFrom("newPicture");
+  EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
+  source->faults.nullData = true;
+  EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
+}
+
+// A byte per pixel and a frame of one around the picture must stay below 2^31.
+TEST(ColorRectanglesSize, RefusesPicturesBeyondTheLimit) {
+  PluginHost setup(host::PictureOptions{.storage = host::Storage::kRecord});
+  const PictureRef source = setup.picture(2, 2, Pixels(4, 0xFFFF0000));
+  source->faults.width = 46339;
+  source->faults.height = 46340;
+  setup.host.clearCalls();
+  EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
+  EXPECT_EQ(setup.host.callCount("newPicture"), 0);
+}
+
+}  // namespace
+
+ZVK_ALL_LAYOUTS(ColorRectanglesTest);

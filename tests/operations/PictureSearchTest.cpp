@@ -1,0 +1,201 @@
+#include <algorithm>
+#include <random>
+
+#include "Support.h"
+
+namespace {
+
+using namespace test;
+using host::CallResult;
+using host::PictureRef;
+using host::Value;
+
+struct Grid {
+  int width, height;
+  Pixels pixels;
+
+  uint32_t& at(int x, int y) { return pixels[static_cast<size_t>(y) * width + x]; }
+  uint32_t color(int x, int y) const {
+    return pixels[static_cast<size_t>(y) * width + x] & 0xFFFFFF;
+  }
+  Grid crop(int x, int y, int w, int h) const {
+    Grid part{w, h, Pixels(static_cast<size_t>(w) * h)};
+    for (int row = 0; row < h; ++row) {
+      std::copy_n(pixels.begin() + static_cast<ptrdiff_t>(y + row) * width + x, w,
+                  part.pixels.begin() + static_cast<ptrdiff_t>(row) * w);
+    }
+    return part;
+  }
+  void paste(const Grid& part, int x, int y) {
+    for (int row = 0; row < part.height; ++row) {
+      std::copy_n(part.pixels.begin() + static_cast<ptrdiff_t>(row) * part.width, part.width,
+                  pixels.begin() + static_cast<ptrdiff_t>(y + row) * width + x);
+    }
+  }
+};
+
+struct Found {
+  bool found;
+  int64_t x, y;
+  friend bool operator==(const Found&, const Found&) = default;
+  friend void PrintTo(const Found& f, std::ostream* out) {
+    *out << f.found << " at " << f.x << ", " << f.y;
+  }
+};
+
+/// Every place in reading order, every pixel.
+Found plainSearch(const Grid& haystack, const Grid& needle) {
+  const auto matches = [&](int x, int y) {
+    for (int row = 0; row < needle.height; ++row) {
+      for (int column = 0; column < needle.width; ++column) {
+        if (haystack.color(x + column, y + row) != needle.color(column, row)) return false;
+      }
+    }
+    return true;
+  };
+  for (int y = 0; y + needle.height <= haystack.height; ++y) {
+    for (int x = 0; x + needle.width <= haystack.width; ++x) {
+      if (matches(x, y)) return {true, x, y};
+    }
+  }
+  return {false, 0, 0};
+}
+
+Found search(const PluginHost& setup, const PictureRef& haystack, const PictureRef& needle) {
+  const CallResult result = setup.plugin.invokeByName(
+      haystack, "FindPicture", {needle ? Value(needle) : Value(nullptr), Value(77), Value(-5)});
+  return {result.value.boolean(), result.byReference.at(0).value.integer(),
+          result.byReference.at(1).value.integer()};
+}
+
+/// Pixels of few colours that differ in single bits, under alpha values that mean nothing.
+Grid nearlyAlike(int width, int height, int colorCount, uint32_t seed) {
+  constexpr uint32_t kColors[] = {0x804020, 0x804021, 0x814020, 0x804120, 0x004020};
+  std::mt19937 random(seed);
+  Grid grid{width, height, Pixels(static_cast<size_t>(width) * height)};
+  for (uint32_t& pixel : grid.pixels) {
+    pixel = kColors[random() % static_cast<uint32_t>(colorCount)] | (random() & 0xFF) << 24;
+  }
+  return grid;
+}
+
+class PictureSearchTest : public LayoutTest {
+ protected:
+  /// Layouts of needles that can be in one application with the haystack.
+  static std::vector<Layout> needleLayouts() {
+    const auto isRecord = [](const Layout& layout) {
+      return layout.options.storage == host::Storage::kRecord;
+    };
+    std::vector<Layout> layouts;
+    for (const Layout& layout : allLayouts()) {
+      if (isRecord(layout) == isRecord(GetParam()) && storageAvailable(layout.options)) {
+        layouts.push_back(layout);
+      }
+    }
+    return layouts;
+  }
+};
+
+// With two or three colours most places match in their first pixels.
+TEST_P(PictureSearchTest, AgreesWithPlainSearchWhereNearMatchesAbound) {
+  PluginHost setup(GetParam().options);
+  std::mt19937 random(7);
+  const auto upTo = [&random](int limit) {
+    return 1 + static_cast<int>(random() % static_cast<uint32_t>(limit));
+  };
+  for (const Layout& layout : needleLayouts()) {
+    for (uint32_t round = 0; round < 250; ++round) {
+      const Grid haystack =
+          nearlyAlike(upTo(150), upTo(12), 1 + static_cast<int>(round % 4), round);
+      Grid needle = haystack.crop(0, 0, 1, 1);
+      if (round % 5 != 0) {
+        const int width = upTo(std::min(haystack.width, round % 2 == 0 ? 5 : 150));
+        const int height = upTo(haystack.height);
+        needle = haystack.crop(upTo(haystack.width - width + 1) - 1,
+                               upTo(haystack.height - height + 1) - 1, width, height);
+      }
+      if (round % 3 == 0) needle.pixels.back() ^= 1;
+      ASSERT_EQ(search(setup, setup.picture(haystack.width, haystack.height, haystack.pixels),
+                       setup.picture(needle.width, needle.height, needle.pixels, layout.options)),
+                plainSearch(haystack, needle))
+          << "needle in " << layout.name << ", round " << round;
+    }
+  }
+}
+
+// So much noise of two colours that comparing wherever a pixel fits is given up. The copy stands
+// behind near copies that differ in one pixel only.
+TEST_P(PictureSearchTest, FindsFirstCopyInNoiseOfTwoColors) {
+  PluginHost setup(GetParam().options);
+  for (const Layout& layout : needleLayouts()) {
+    for (const auto& [width, height] : {std::pair{37, 20}, {1, 150}, {600, 1}, {128, 64}}) {
+      Grid haystack = nearlyAlike(700, 200, 2, 3);
+      const Grid needle = nearlyAlike(width, height, 2, 4);
+      const int x = 700 - width, y = 200 - height;
+      Grid flawed = needle;
+      flawed.pixels.back() ^= 1;
+      haystack.paste(flawed, 0, 0);
+      if (height < 100 && width < 200) haystack.paste(flawed, x / 2, y / 2);
+      const PictureRef wanted = setup.picture(width, height, needle.pixels, layout.options);
+      EXPECT_EQ(search(setup, setup.picture(700, 200, haystack.pixels), wanted),
+                (Found{false, 0, 0}));
+      haystack.paste(needle, x, y);
+      EXPECT_EQ(search(setup, setup.picture(700, 200, haystack.pixels), wanted),
+                (Found{true, x, y}))
+          << layout.name << ", needle " << width << " x " << height;
+    }
+  }
+}
+
+// One colour everywhere but in a few pixels, and a needle of that colour: no pixel is rare.
+TEST_P(PictureSearchTest, FindsTheGapInAFlawedPlane) {
+  PluginHost setup(GetParam().options);
+  Grid haystack{500, 300, Pixels(500 * 300, 0xFF336699)};
+  for (int y = 0; y < 300; y += 20) {
+    for (int x = 0; x < 500; x += 20) haystack.at(x, y) = 0xFF336698;
+  }
+  const Grid needle{30, 21, Pixels(30 * 21, 0xFF336699)};
+  haystack.at(240, 160) = haystack.at(260, 160) = haystack.at(240, 200) = 0xFF336699;
+  const Found found =
+      search(setup, setup.picture(500, 300, haystack.pixels), setup.picture(30, 21, needle.pixels));
+  EXPECT_EQ(found, plainSearch(haystack, needle));
+  EXPECT_TRUE(found.found);
+}
+
+TEST_P(PictureSearchTest, ReportsNothingAtZero) {
+  PluginHost setup(GetParam().options);
+  const Grid grid = nearlyAlike(9, 7, 5, 1);
+  const PictureRef picture = setup.picture(9, 7, grid.pixels);
+  const Found nothing{false, 0, 0};
+  EXPECT_EQ(search(setup, picture, picture), (Found{true, 0, 0}));
+  EXPECT_EQ(search(setup, picture, setup.picture(10, 7, Pixels(70, grid.color(0, 0)))), nothing);
+  EXPECT_EQ(search(setup, picture, setup.picture(9, 8, Pixels(72, grid.color(0, 0)))), nothing);
+  EXPECT_EQ(search(setup, picture, {}), nothing);
+  const PictureRef locked = setup.picture(1, 1, {0xFF000000});
+  locked->faults.nullData = true;
+  EXPECT_EQ(search(setup, picture, locked), nothing);
+  EXPECT_EQ(search(setup, locked, picture), nothing);
+}
+
+// Rows that the host does not deliver match nothing.
+TEST(PictureSearchRows, PassesOverMissingRows) {
+  const host::PictureOptions options{.storage = host::Storage::kRecord, .scatteredRows = true};
+  PluginHost setup(options);
+  const Grid haystack = nearlyAlike(200, 100, 2, 9);
+  const Grid black{3, 3, Pixels(9, 0xFF000000)};
+  const PictureRef picture = setup.picture(200, 100, haystack.pixels);
+  const PictureRef needle = setup.picture(3, 3, haystack.crop(150, 90, 3, 3).pixels);
+  uint8_t** rows = picture->record()->rowStarts;
+  uint8_t* const row = std::exchange(rows[50], nullptr);
+  EXPECT_FALSE(search(setup, picture, setup.picture(3, 3, black.pixels)).found);
+  EXPECT_EQ(search(setup, picture, needle), plainSearch(haystack, haystack.crop(150, 90, 3, 3)));
+  rows[50] = row;
+  uint8_t** needleRows = needle->record()->rowStarts;
+  uint8_t* const needleRow = std::exchange(needleRows[1], nullptr);
+  EXPECT_FALSE(search(setup, picture, needle).found);
+  needleRows[1] = needleRow;
+}
+
+}  // namespace
+
+ZVK_ALL_LAYOUTS(PictureSearchTest);

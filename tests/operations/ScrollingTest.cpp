@@ -1,0 +1,178 @@
+#include <limits>
+#include <utility>
+
+#include "Support.h"
+
+namespace {
+
+using namespace test;
+using host::PictureRef;
+
+constexpr uint32_t kUncovered = 0xFFFFFFFF;
+
+/// The words of a picture shifted by index arithmetic.
+Pixels shifted(const Pixels& words, int width, int height, int64_t dx, int64_t dy, bool wrap) {
+  Pixels result(words.size(), kUncovered);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      int64_t fromX = x - dx, fromY = y - dy;
+      if (wrap) {
+        fromX = (fromX % width + width) % width;
+        fromY = (fromY % height + height) % height;
+      } else if (fromX < 0 || fromX >= width || fromY < 0 || fromY >= height) {
+        continue;
+      }
+      result[static_cast<size_t>(y) * width + x] =
+          words[static_cast<size_t>(fromY * width + fromX)];
+    }
+  }
+  return result;
+}
+
+class ScrollingTest : public LayoutTest {
+ protected:
+  static PictureRef picture(PluginHost& setup, int width, int height, uint32_t seed) {
+    PictureRef result = setup.host.newPicture(width, height, setup.options);
+    result->setWords(randomPixels(width, height, seed, true));
+    return result;
+  }
+};
+
+TEST_P(ScrollingTest, MovesEveryPixelByEveryDelta) {
+  PluginHost setup(GetParam().options);
+  for (const auto& [width, height] :
+       {std::pair{1, 1}, {2, 2}, {3, 5}, {10, 10}, {7, 1}, {1, 7}, {17, 6}}) {
+    const PictureRef subject = picture(setup, width, height, 1);
+    const Pixels words = subject->words();
+    const auto check = [&](const char* method, int delta, bool wrap, int dx, int dy) {
+      subject->setWords(words);
+      ASSERT_TRUE(setup.plugin.call(subject, method, delta, wrap, false).boolean());
+      ASSERT_EQ(subject->words(), shifted(words, width, height, dx, dy, wrap))
+          << method << " " << delta << " wrap " << wrap << ", " << width << " x " << height;
+    };
+    for (const bool wrap : {false, true}) {
+      for (int delta = -2 * height - 1; delta <= 2 * height + 1; ++delta) {
+        check("ScrollVerticalZVK", delta, wrap, 0, delta);
+      }
+      for (int delta = -2 * width - 1; delta <= 2 * width + 1; ++delta) {
+        check("ScrollHorizontalZVK", delta, wrap, delta, 0);
+      }
+    }
+    for (const int delta : {std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
+      for (const bool wrap : {false, true}) {
+        check("ScrollVerticalZVK", delta, wrap, 0, delta);
+        check("ScrollHorizontalZVK", delta, wrap, delta, 0);
+      }
+    }
+  }
+}
+
+TEST_P(ScrollingTest, ScrollsBothWaysAndBack) {
+  PluginHost setup(GetParam().options);
+  const PictureRef subject = picture(setup, 61, 43, 2);
+  const Pixels words = subject->words();
+  EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 37, -11, true, false).boolean());
+  EXPECT_EQ(subject->words(), shifted(words, 61, 43, 37, -11, true));
+  EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", -37, 11, true, false).boolean());
+  EXPECT_EQ(subject->words(), words);
+  EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 37, -11, false, false).boolean());
+  EXPECT_EQ(subject->words(), shifted(words, 61, 43, 37, -11, false));
+  EXPECT_GT(subject->cacheClears(), 0);
+}
+
+TEST_P(ScrollingTest, MovesTheMaskAlong) {
+  PluginHost setup(GetParam().options);
+  for (const bool wrap : {false, true}) {
+    for (const bool withMask : {false, true}) {
+      const PictureRef subject = picture(setup, 20, 10, 3);
+      // A mask need not have the size of its picture.
+      const PictureRef mask = setup.picture(15, 12, randomPixels(15, 12, 4));
+      subject->setMask(mask);
+      const Pixels words = subject->words(), maskWords = mask->words();
+      EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 4, 3, wrap, withMask).boolean());
+      EXPECT_TRUE(setup.plugin.call(subject, "ScrollVerticalZVK", -5, wrap, withMask).boolean());
+      EXPECT_TRUE(setup.plugin.call(subject, "ScrollHorizontalZVK", 1, wrap, withMask).boolean());
+      const auto expected = [wrap](const Pixels& source, int width, int height) {
+        Pixels result = shifted(source, width, height, 4, 3, wrap);
+        result = shifted(result, width, height, 0, -5, wrap);
+        return shifted(result, width, height, 1, 0, wrap);
+      };
+      EXPECT_EQ(subject->words(), expected(words, 20, 10));
+      EXPECT_EQ(mask->words(), withMask ? expected(maskWords, 15, 12) : maskWords);
+    }
+  }
+}
+
+// A mask that cannot be changed stops a vertical scroll before the picture, a horizontal one not.
+TEST_P(ScrollingTest, KeepsThePictureWhenTheMaskFails) {
+  PluginHost setup(GetParam().options);
+  const PictureRef subject = picture(setup, 8, 8, 5);
+  const PictureRef mask = setup.picture(8, 8, randomPixels(8, 8, 6));
+  mask->faults.refusedLocks = -1;
+  subject->setMask(mask);
+  const Pixels words = subject->words();
+  EXPECT_FALSE(setup.plugin.call(subject, "ScrollVerticalZVK", 2, true, true).boolean());
+  EXPECT_EQ(subject->words(), words);
+  EXPECT_FALSE(setup.plugin.call(subject, "ScrollZVK", 3, 2, true, true).boolean());
+  EXPECT_EQ(subject->words(), shifted(words, 8, 8, 3, 0, true));
+}
+
+TEST_P(ScrollingTest, LeavesPictureClosedWhenNothingMoves) {
+  PluginHost setup(GetParam().options);
+  const PictureRef subject = picture(setup, 5, 5, 7);
+  setup.host.clearCalls();
+  for (const bool wrap : {false, true}) {
+    EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 0, 0, wrap, true).boolean());
+  }
+  EXPECT_EQ(setup.host.callCount("REALLockPictureDescription"), 0);
+  EXPECT_EQ(setup.host.callCount("REALGetPictureMask"), 4);
+}
+
+void expectRefusal(PluginHost& setup, const PictureRef& picture) {
+  for (const bool wrap : {false, true}) {
+    EXPECT_FALSE(setup.plugin.call(picture, "ScrollVerticalZVK", 1, wrap, false).boolean());
+    EXPECT_TRUE(setup.plugin.call(picture, "ScrollHorizontalZVK", 1, wrap, false).boolean());
+    EXPECT_FALSE(setup.plugin.call(picture, "ScrollZVK", 1, 1, wrap, false).boolean());
+  }
+}
+
+// Only a copy of a drawable's pixels can be had.
+TEST(ScrollingDrawables, StayAsTheyAre) {
+  const host::PictureOptions options{.storage = host::Storage::kDrawable};
+  ZVK_NEEDS_STORAGE(options);
+  PluginHost setup(options);
+  const Pixels source = randomPixels(9, 4, 8);
+  const PictureRef subject = setup.picture(9, 4, source);
+  expectRefusal(setup, subject);
+  EXPECT_EQ(subject->pixels(), source);
+}
+
+TEST(ScrollingRecords, SurviveMissingRowsAndEmptySizes) {
+  const host::PictureOptions options{.storage = host::Storage::kRecord, .scatteredRows = true};
+  PluginHost setup(options);
+  const PictureRef subject = setup.picture(6, 5, randomPixels(6, 5, 9));
+  const Pixels words = subject->words();
+  uint8_t** rows = subject->record()->rowStarts;
+  uint8_t* const row = std::exchange(rows[2], nullptr);
+  for (const bool wrap : {false, true}) {
+    EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 2, 3, wrap, false).boolean());
+    EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", -9, 9, wrap, false).boolean());
+  }
+  rows[2] = row;
+  EXPECT_EQ(subject->pixel(0, 2), words[12] | 0xFF000000U);
+
+  const Pixels before = subject->words();
+  for (const auto& [width, height] : {std::pair{0, 5}, {6, 0}, {-1, -1}}) {
+    subject->faults.width = width;
+    subject->faults.height = height;
+    for (const bool wrap : {false, true}) {
+      EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 2, 3, wrap, false).boolean());
+    }
+  }
+  EXPECT_EQ(subject->words(), before);
+}
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Storage, ScrollingTest, testing::ValuesIn(test::inPlaceLayouts()),
+                         test::layoutName);
