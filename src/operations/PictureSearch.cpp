@@ -25,7 +25,7 @@ struct Place {
 /// The first i below `count` for which f(i) holds, else `count`. f runs on many i at once.
 template <typename F>
 ZVK_CLONES int32_t findFirst(int32_t count, F f) noexcept {
-  constexpr int32_t kWide = 128, kNarrow = 16;
+  constexpr int32_t kWide = 256, kNarrow = 32;
   const auto anyOf = [f](int32_t from, auto lanes) {
     uint32_t any = 0;
     for (int32_t i = 0; i < lanes; ++i) any |= f(from + i) ? 1U : 0U;

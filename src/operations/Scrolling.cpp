@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -22,11 +23,8 @@ size_t rowLength(const PictureEditor& e) noexcept {
 
 bool hasPixels(const PictureEditor& e) noexcept { return e.width > 0 && e.height > 0; }
 
-/// Rows first..last - 1.
-void fillRows(PictureEditor& e, int32_t first, int32_t last) noexcept {
-  for (int32_t y = first; y < last; ++y) {
-    if (uint8_t* row = rowAddress(e, y)) memset(row, kFill, rowLength(e));
-  }
+void fillRow(PictureEditor& e, uint8_t* row) noexcept {
+  if (row != nullptr) memset(row, kFill, rowLength(e));
 }
 
 void copyRow(PictureEditor& e, uint8_t* to, const uint8_t* from) noexcept {
@@ -43,14 +41,28 @@ int32_t shortestWay(int32_t delta, int32_t size) noexcept {
   return way;
 }
 
-bool coversAll(int32_t delta, int32_t size) noexcept { return delta >= size || delta <= -size; }
+// Rows move along chains, each delta rows from the one before it: a row is written right after it
+// was read, while it is in the nearest cache, so the picture passes through memory once.
 
-/// Moves every row down by `down`, 0 < down < height, around the bottom edge. Along each cycle of
-/// the rotation a row is written right after it was read, while it is in the nearest cache, so the
-/// picture passes through memory once.
+/// Moves every row down by `delta` (up when negative); uncovered rows are filled.
+void shiftRows(PictureEditor& e, int32_t delta) noexcept {
+  const int64_t step = delta;
+  const auto chains = static_cast<int32_t>(std::min<int64_t>(step > 0 ? step : -step, e.height));
+  for (int32_t chain = 0; chain < chains; ++chain) {
+    int32_t to = delta > 0 ? e.height - 1 - chain : chain;
+    for (int64_t from = to - step; from >= 0 && from < e.height; from -= step) {
+      copyRow(e, rowAddress(e, to), rowAddress(e, static_cast<int32_t>(from)));
+      to = static_cast<int32_t>(from);
+    }
+    fillRow(e, rowAddress(e, to));
+  }
+}
+
+/// Moves every row down by `down`, 0 < down < height, around the bottom edge; the chains are
+/// closed.
 void rotateRows(PictureEditor& e, int32_t down, uint8_t* saved) noexcept {
-  const int32_t cycles = std::gcd(down, e.height);
-  for (int32_t start = 0; start < cycles; ++start) {
+  const int32_t chains = std::gcd(down, e.height);
+  for (int32_t start = 0; start < chains; ++start) {
     const uint8_t* first = rowAddress(e, start);
     copyRow(e, saved, first);
     int32_t to = start;
@@ -70,21 +82,7 @@ bool scrollVerticalPlain(REALpictureStruct* picture, int32_t delta) noexcept {
   if (delta == 0) return true;
   ScopedEditor scoped(picture);
   if (!scoped) return false;
-  PictureEditor& e = scoped.editor();
-  if (!hasPixels(e)) return true;
-  if (coversAll(delta, e.height)) {
-    fillRows(e, 0, e.height);
-  } else if (delta > 0) {
-    for (int32_t y = e.height - 1; y >= delta; --y) {
-      copyRow(e, rowAddress(e, y), rowAddress(e, y - delta));
-    }
-    fillRows(e, 0, delta);
-  } else {
-    for (int32_t y = 0; y < e.height + delta; ++y) {
-      copyRow(e, rowAddress(e, y), rowAddress(e, y - delta));
-    }
-    fillRows(e, e.height + delta, e.height);
-  }
+  if (hasPixels(scoped.editor())) shiftRows(scoped.editor(), delta);
   return true;
 }
 
@@ -119,8 +117,8 @@ bool scrollHorizontalPlain(REALpictureStruct* picture, int32_t delta) noexcept {
   ScopedEditor scoped(picture);
   if (!scoped || !hasPixels(scoped.editor())) return true;
   PictureEditor& e = scoped.editor();
-  if (coversAll(delta, e.width)) {
-    fillRows(e, 0, e.height);
+  if (delta >= e.width || delta <= -e.width) {
+    for (int32_t y = 0; y < e.height; ++y) fillRow(e, rowAddress(e, y));
     return true;
   }
   const size_t width = static_cast<size_t>(e.width) * kPixelBytes;
@@ -142,22 +140,18 @@ bool scrollHorizontalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
   ScopedEditor scoped(picture);
   if (!scoped || !hasPixels(scoped.editor())) return true;
   PictureEditor& e = scoped.editor();
+  // Turning right by delta is turning left by the rest of the width. To the left, rows are read and
+  // written forwards, which memory likes better.
   const int32_t way = shortestWay(delta, e.width);
-  const size_t width = static_cast<size_t>(e.width) * kPixelBytes;
-  const size_t around = static_cast<size_t>(way > 0 ? way : -way) * kPixelBytes;
-  const auto saved = zeroedBuffer<uint8_t>(static_cast<int64_t>(around));
-  if (way == 0 || saved == nullptr) return true;
-  uint8_t* kept = saved.get();
+  const size_t front = static_cast<size_t>(way > 0 ? e.width - way : -way) * kPixelBytes;
+  const size_t back = static_cast<size_t>(e.width) * kPixelBytes - front;
+  const auto buffer = zeroedBuffer<uint8_t>(static_cast<int64_t>(front));
+  if (way == 0 || buffer == nullptr) return true;
+  uint8_t* saved = buffer.get();
   forEachRow(e, [=](uint8_t* row) {
-    if (way > 0) {
-      memcpy(kept, row + width - around, around);
-      memmove(row + around, row, width - around);
-      memcpy(row, kept, around);
-    } else {
-      memcpy(kept, row, around);
-      memmove(row, row + around, width - around);
-      memcpy(row + width - around, kept, around);
-    }
+    memcpy(saved, row, front);
+    memmove(row, row + front, back);
+    memcpy(row + back, saved, front);
   });
   return true;
 }
