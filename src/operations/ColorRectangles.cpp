@@ -156,21 +156,19 @@ bool BoxFinder::anyInColumn(int32_t x, int32_t top, int32_t bottom) noexcept {
 
 /// The growth rule. In each round every edge moves outwards by one where a coloured pixel lies
 /// directly beside it: top and bottom first, then left and right, which see the new rows, but not
-/// each other.
+/// each other. The seed is the first cell that is left, so nothing is above it and the top stays.
 Box BoxFinder::boxFrom(int32_t x, int32_t y) noexcept {
   Box box{x, y, x, y};
   firstColumns_ = lastColumns_ = wordOf(x);
   columns_[firstColumns_] = colored(y)[firstColumns_];
   for (;;) {
-    const bool up = box.top > 0 && anyInRow(box.top - 1, box.left, box.right);
     const bool down = box.bottom + 1 < height_ && anyInRow(box.bottom + 1, box.left, box.right);
-    if (up) addToColumns(--box.top, firstColumns_, lastColumns_);
     if (down) addToColumns(++box.bottom, firstColumns_, lastColumns_);
     const bool left = box.left > 0 && anyInColumn(box.left - 1, box.top, box.bottom);
     const bool right = box.right + 1 < width_ && anyInColumn(box.right + 1, box.top, box.bottom);
     if (left) --box.left;
     if (right) ++box.right;
-    if (!up && !down && !left && !right) return box;
+    if (!down && !left && !right) return box;
   }
 }
 
@@ -193,14 +191,12 @@ void BoxFinder::cover(const Box& box) noexcept {
 }
 
 /// Cells of a word that have no neighbour on any side: each is a box of its own, unless an earlier
-/// box takes it in.
+/// box takes it in. Before the word, in its row and above, no cells are left.
 Cells BoxFinder::lonelyCells(int32_t index, int32_t y) noexcept {
   const Cells* row = colored(y);
   const Cells cells = row[index];
   Cells neighbours = cells << 1 | cells >> 1;
-  if (index > 0) neighbours |= row[index - 1] >> (kCells - 1);
   if (index + 1 < stride_) neighbours |= row[index + 1] << (kCells - 1);
-  if (y > 0) neighbours |= colored(y - 1)[index];
   if (y + 1 < height_) neighbours |= colored(y + 1)[index];
   return cells & ~neighbours;
 }
