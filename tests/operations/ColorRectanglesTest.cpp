@@ -154,6 +154,22 @@ TEST_P(ColorRectanglesTest, GrowsNestedAndWindingShapes) {
   check(setup, kSide, kSide, corners, "turned corners");
 }
 
+// Every shape of three by two pixels on both sides of column 64, where a machine word begins.
+TEST_P(ColorRectanglesTest, GrowsAcrossWords) {
+  PluginHost setup(GetParam().options);
+  constexpr int kWidth = 70, kHeight = 20;
+  for (uint32_t shape = 1; shape < 64; ++shape) {
+    Pixels pixels(kWidth * kHeight, 0xFF000000);
+    for (int place = 0; place < 5; ++place) {
+      for (int i = 0; i < 6; ++i) {
+        const int x = 61 + place + i % 3, y = 4 * place + i / 3;
+        if ((shape >> i & 1) != 0) pixels[y * kWidth + x] = 0xFF000100;
+      }
+    }
+    check(setup, kWidth, kHeight, pixels, "shape " + std::to_string(shape));
+  }
+}
+
 TEST_P(ColorRectanglesTest, LooksOnlyAtTheRectangle) {
   PluginHost setup(GetParam().options);
   constexpr int kMax = std::numeric_limits<int>::max(), kMin = std::numeric_limits<int>::min();
