@@ -41,6 +41,13 @@ constexpr uint32_t pack(Rgb color) noexcept {
 /// The colour bits of a word.
 inline constexpr uint32_t kColorBits = 0xFFFFFF;
 
+/// The test of a pixel for exactly one colour.
+struct IsColor {
+  uint32_t color;  ///< with a top byte of 0
+
+  bool operator()(uint32_t word) const noexcept { return (word & kColorBits) == color; }
+};
+
 // --- Regions
 // --------------------------------------------------------------------------------------
 
