@@ -153,11 +153,16 @@ TEST(BinaryStringCorruptionTest, SurvivesRandomCorruption) {
   EXPECT_LT(refused, 1000);
 }
 
-// A string cannot be longer than 2^31 - 1 bytes, also where the product of the sides overflows.
+// A string cannot be longer than 2^31 - 1 bytes, also where the product of the sides overflows or
+// two negative ones hide each other.
 TEST(BinaryStringLimitTest, RefusesPicturesThatNoStringHolds) {
   PluginHost setup(host::PictureOptions{.storage = host::Storage::kRecord});
-  for (const auto& [width, height] :
-       {std::pair{715827870, 1}, {26755, 26755}, {INT32_MAX, INT32_MAX}, {INT32_MIN, INT32_MAX}}) {
+  for (const auto& [width, height] : {std::pair{715827870, 1},
+                                      {26755, 26755},
+                                      {INT32_MAX, INT32_MAX},
+                                      {INT32_MIN, INT32_MAX},
+                                      {-5, 5},
+                                      {-5, -5}}) {
     const PictureRef picture = setup.picture(1, 1, {0});
     picture->faults.width = width;
     picture->faults.height = height;

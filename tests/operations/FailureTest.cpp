@@ -119,6 +119,22 @@ TEST_P(FailureTest, StandsNilArguments) {
   }
 }
 
+// The table of a host's pixel record may lack rows.
+TEST(RowTableTest, StandsMissingRows) {
+  PluginHost setup({.storage = host::Storage::kRecord, .scatteredRows = true});
+  for (const Method& method : setup.plugin.methods()) {
+    if (method.kind != Method::Kind::kPicture) continue;
+    SCOPED_TRACE(method.text());
+    for (const size_t y : {0, 2, 4}) {
+      const Operation operation = operationOf(setup, method);
+      uint8_t*& row = operation.self.picture()->record()->rowStarts[y];
+      uint8_t* const kept = std::exchange(row, nullptr);
+      run(setup, method, operation);
+      row = kept;
+    }
+  }
+}
+
 }  // namespace
 
 ZVK_ALL_LAYOUTS(FailureTest);
