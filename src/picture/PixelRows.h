@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "picture/PictureEditor.h"
 
@@ -146,8 +147,8 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
   }
   Word sources[sizeof...(Readers)][kBlock];
   Word results[kBlock];
-  Word* block = sources[0] - kBlock;
-  const auto next = [&block] { return block += kBlock; };
+  Word* block = sources[0];
+  const auto next = [&block] { return std::exchange(block, block + kBlock); };
   Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
   // Braces, so that the sources take their blocks from left to right.
   struct Mapper {
