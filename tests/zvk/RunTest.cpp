@@ -148,7 +148,9 @@ TEST_F(RunTest, ShowsHistograms) {
     if (line.find(": ") != std::string::npos) title = line;
     const size_t left = line.find("│");
     if (left != std::string::npos) bars[title.substr(0, title.find(':'))] = line.substr(left + 3);
-    if (title.starts_with("red")) EXPECT_NE(title.find("sum 1200"), std::string::npos);
+    if (title.starts_with("red")) {
+      EXPECT_NE(title.find("sum 1200"), std::string::npos);
+    }
   }
   ASSERT_EQ(bars.size(), 3U);
   EXPECT_TRUE(bars["red"].ends_with(std::string(32, ' ') + "│"));
