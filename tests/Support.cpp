@@ -69,6 +69,11 @@ host::PictureRef PluginHost::picture(int width, int height, const Pixels& pixels
   return host.newPicture(width, height, pixels, pictureOptions);
 }
 
+host::Value PluginHost::callOnNil(std::string_view method, std::vector<host::Value> arguments) {
+  const host::Method& found = plugin.choose(picture(1, 1, {0}), method, arguments.size());
+  return plugin.invoke(found, nullptr, std::move(arguments)).value;
+}
+
 bool storageAvailable(const PictureOptions& options) {
   if (options.storage != Storage::kDrawable || host::displayAvailable()) return true;
   EXPECT_EQ(getenv("ZVK_REQUIRE_DISPLAY"), nullptr) << "the X display cannot be used";
@@ -97,6 +102,32 @@ Pixels colors(host::PictureRef picture) {
   Pixels pixels = picture->pixels();
   for (uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
   return pixels;
+}
+
+Pixels words(host::PictureRef picture) {
+  if (!picture) return {};
+  return picture->options().storage == Storage::kDrawable ? colors(picture) : picture->words();
+}
+
+Pixels written(Pixels pixels, const PictureOptions& options) {
+  const uint32_t top = options.storage == Storage::kCairo ? 0xFF000000 : 0;
+  for (uint32_t& pixel : pixels) pixel = (pixel & 0xFFFFFF) | top;
+  return pixels;
+}
+
+void expectMapping(PluginHost& setup, const Mapping& mapping) {
+  for (const int width : {1, 2, 3, 5, 8, 13, 16, 17, 31, 33, 64, 511, 512, 513, 1030}) {
+    SCOPED_TRACE(width);
+    Pixels source = randomPixels(width, 2, static_cast<uint32_t>(width), true);
+    for (uint32_t& pixel : source) pixel &= mapping.colorBits | 0xFF000000;
+    const host::PictureRef picture = setup.picture(width, 2, source);
+    const Pixels before = words(picture);
+    const host::PictureRef result = mapping.call(picture);
+    ASSERT_TRUE(result);
+    ASSERT_EQ(result->hasAlpha(), mapping.keepsAlphaChannel && setup.options.alpha);
+    ASSERT_EQ(words(result), written(mapped(source, mapping.f), result->options()));
+    ASSERT_EQ(words(picture), before);
+  }
 }
 
 }  // namespace test

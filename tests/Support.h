@@ -43,6 +43,20 @@ class PluginHost {
   host::PictureRef picture(int width, int height, const Pixels& pixels,
                            const host::PictureOptions& options);
 
+  /// Calls a method of pictures on nil, as the host language can.
+  host::Value callOnNil(std::string_view method, std::vector<host::Value> arguments);
+  /// Expects that `call` raises an exception.
+  template <typename Call>
+  static void expectException(std::string_view className, std::string_view message, Call call) {
+    try {
+      call();
+      ADD_FAILURE() << "instead of " << message << ", nothing was raised";
+    } catch (const host::ExceptionRaised& raised) {
+      EXPECT_EQ(raised.exception().className, className);
+      EXPECT_EQ(raised.exception().message, message);
+    }
+  }
+
   host::Host host;
   host::Plugin plugin;
   host::PictureOptions options;
@@ -76,6 +90,21 @@ Pixels mapped(const Pixels& source, const std::function<Rgb(Rgb)>& f);
 
 /// Colours of a result without its alpha.
 Pixels colors(host::PictureRef picture);
+/// Words of a picture as they lie in memory; of drawables the colours.
+Pixels words(host::PictureRef picture);
+/// The words in which operations write these colours: 255 in the fourth byte of cairo surfaces, 0
+/// elsewhere.
+Pixels written(Pixels pixels, const host::PictureOptions& options);
+
+/// Runs `call` on random pictures of widths around those of vectors and blocks, and expects a new
+/// picture with f of every pixel, opaque, and an unchanged source.
+struct Mapping {
+  std::function<host::PictureRef(host::PictureRef)> call;
+  std::function<Rgb(Rgb)> f;
+  bool keepsAlphaChannel = true;  ///< the result has an alpha channel when the source has one
+  uint32_t colorBits = 0xFFFFFF;  ///< the only ones set in the source's colours
+};
+void expectMapping(PluginHost& setup, const Mapping& mapping);
 
 /// Base of tests that run once per layout.
 class LayoutTest : public testing::TestWithParam<Layout> {

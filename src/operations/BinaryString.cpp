@@ -38,7 +38,8 @@ uint32_t getWord(const uint8_t* bytes) noexcept {
          static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
-int64_t pixelBytes(int64_t width, int64_t height) noexcept { return width * height * 3; }
+/// The most pixels whose string a host can hold.
+constexpr int64_t kMaxPixels = (std::numeric_limits<int32_t>::max() - kHeaderBytes) / 3;
 
 void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexcept {
   memset(header, 0, kHeaderBytes);
@@ -111,8 +112,8 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* p) noexcept {
   ScopedReader reader(p);
   if (!reader) return nullptr;
   const PictureEditor& e = reader.editor();
-  const int64_t length = pixelBytes(e.width, e.height) + kHeaderBytes;
-  if (length < kHeaderBytes || length > std::numeric_limits<int32_t>::max()) return nullptr;
+  if (e.width < 0 || e.height < 0 || int64_t{e.width} * e.height > kMaxPixels) return nullptr;
+  const auto length = kHeaderBytes + e.width * e.height * 3;
   // Not zero-filled: every byte is written, and large buffers cost most where they are first
   // touched.
   const std::unique_ptr<uint8_t, decltype(&free)> buffer(
@@ -120,7 +121,7 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* p) noexcept {
   if (buffer == nullptr) return nullptr;
   writeHeader(buffer.get(), static_cast<uint32_t>(length), e);
   readTriples(reader.editor(), buffer.get() + kHeaderBytes);
-  return REALBuildUnicodeString(buffer.get(), static_cast<int>(length), kEncodingNone);
+  return REALBuildUnicodeString(buffer.get(), length, kEncodingNone);
 }
 
 REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) noexcept {

@@ -14,9 +14,10 @@ using namespace pixels;
 constexpr int32_t kLevels = ChannelTables::kLevels;
 
 /// The block's bytes, or null when it holds fewer than are needed. Where the host cannot tell
-/// sizes, the program is trusted.
+/// sizes, or reports a negative one because it does not know this block's, the program is trusted.
 uint8_t* bytesOf(REALmemoryBlockStruct* block, int32_t needed) noexcept {
-  if (hostTellsMemoryBlockSizes() && REALMemoryBlockGetSize(block) < needed) return nullptr;
+  const HostLong size = hostTellsMemoryBlockSizes() ? REALMemoryBlockGetSize(block) : -1;
+  if (size >= 0 && size < needed) return nullptr;
   return static_cast<uint8_t*>(REALMemoryBlockGetPtr(block));
 }
 
@@ -70,39 +71,23 @@ struct LookUp {
   }
 };
 
-struct IsColor {
-  uint32_t color;
-
-  uint32_t operator()(uint32_t word) const noexcept { return (word & kColorBits) == color; }
-};
-
 struct ReplaceColor {
-  uint32_t search, replacement;
+  IsColor searched;
+  uint32_t replacement;
 
   uint32_t operator()(uint32_t word) const noexcept {
-    const uint32_t color = word & kColorBits;
-    return color == search ? replacement : color;
+    return searched(word) ? replacement : word & kColorBits;
   }
 };
 
 struct ExtractColor {
-  uint32_t search, replacement, background;
+  IsColor searched;
+  uint32_t replacement, background;
 
   uint32_t operator()(uint32_t word) const noexcept {
-    return (word & kColorBits) == search ? replacement : background;
+    return searched(word) ? replacement : background;
   }
 };
-
-/// The frame of a mapping whose result never has an alpha channel.
-template <typename F>
-REALpictureStruct* mappedWithoutAlpha(REALpictureStruct* self, F f) noexcept {
-  ScopedReader reader(self);
-  if (!reader) return nullptr;
-  ScopedWriter writer(reader.width(), reader.height());
-  if (!writer) return nullptr;
-  mapPixels(reader.editor(), writer.editor(), f);
-  return writer.render();
-}
 
 }  // namespace
 
@@ -131,21 +116,34 @@ REALpictureStruct* TransformColorsZVK(REALpictureStruct* self, REALmemoryBlockSt
     RaiseException("NilObjectException", message);
     return nullptr;
   }
+  ScopedReader reader(self);
+  if (!reader) return nullptr;
+  ScopedWriter writer(reader.width(), reader.height());
+  if (!writer) return nullptr;
+  // Asked for last, so that nothing the host does while opening pictures can move the bytes.
   const uint8_t* redBytes = bytesOf(red, kLevels);
   const uint8_t* greenBytes = bytesOf(green, kLevels);
   const uint8_t* blueBytes = bytesOf(blue, kLevels);
   if (redBytes == nullptr || greenBytes == nullptr || blueBytes == nullptr) return nullptr;
   const ChannelTables tables(redBytes, greenBytes, blueBytes);
-  return mappedWithoutAlpha(self, LookUp{&tables});
+  mapPixels(reader.editor(), writer.editor(), LookUp{&tables});
+  return writer.render();
 }
 
 REALpictureStruct* ReplaceColorZVK(REALpictureStruct* self, HostLong searchColor,
                                    HostLong replaceWithColor) noexcept {
-  return mappedPicture(self, ReplaceColor{colorBits(searchColor), colorBits(replaceWithColor)});
+  return mappedPicture(self, ReplaceColor{{colorBits(searchColor)}, colorBits(replaceWithColor)});
 }
 
 REALpictureStruct* ExtractColorZVK(REALpictureStruct* self, HostLong searchColor,
                                    HostLong replaceWithColor, HostLong backGroundColor) noexcept {
-  return mappedWithoutAlpha(self, ExtractColor{colorBits(searchColor), colorBits(replaceWithColor),
-                                               colorBits(backGroundColor)});
+  const ExtractColor extract{
+      {colorBits(searchColor)}, colorBits(replaceWithColor), colorBits(backGroundColor)};
+  ScopedReader reader(self);
+  if (!reader) return nullptr;
+  // An opaque picture of two colours: never with an alpha channel.
+  ScopedWriter writer(reader.width(), reader.height());
+  if (!writer) return nullptr;
+  mapPixels(reader.editor(), writer.editor(), extract);
+  return writer.render();
 }

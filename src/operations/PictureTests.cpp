@@ -7,12 +7,6 @@ namespace {
 
 using namespace pixels;
 
-struct IsColor {
-  uint32_t color;
-
-  bool operator()(uint32_t word) const noexcept { return (word & kColorBits) == color; }
-};
-
 constexpr IsColor kIsWhite{kColorBits};
 constexpr IsColor kIsBlack{0};
 

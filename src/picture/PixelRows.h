@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "picture/PictureEditor.h"
 
@@ -41,6 +42,13 @@ constexpr uint32_t pack(Rgb color) noexcept {
 
 /// The colour bits of a word.
 inline constexpr uint32_t kColorBits = 0xFFFFFF;
+
+/// The test of a pixel for exactly one colour.
+struct IsColor {
+  uint32_t color;  ///< with a top byte of 0
+
+  bool operator()(uint32_t word) const noexcept { return (word & kColorBits) == color; }
+};
 
 // --- Regions
 // --------------------------------------------------------------------------------------
@@ -148,7 +156,7 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
   Word sources[sizeof...(Readers) + 1][kBlock];
   Word results[kBlock];
   Word* block = sources[0];
-  [[maybe_unused]] const auto next = [&block] { return block += kBlock; };
+  [[maybe_unused]] const auto next = [&block] { return std::exchange(block, block + kBlock); };
   Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
   // Braces, so that the sources take their blocks from left to right.
   struct Mapper {

@@ -1,0 +1,175 @@
+#include "Support.h"
+
+namespace {
+
+using namespace test;
+using host::PictureRef;
+using host::StringRef;
+
+class BinaryStringTest : public LayoutTest {};
+
+/// 32-bit words, the most significant byte first.
+std::string words32(std::initializer_list<uint32_t> values) {
+  std::string bytes;
+  for (const uint32_t value : values) {
+    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift);
+  }
+  return bytes;
+}
+
+constexpr uint32_t kMagic = 0x50504943;  // PPIC
+
+/// A binary string as it must be, its pixels at `offset` behind bytes without meaning.
+std::string encoded(int width, int height, const Pixels& pixels, uint32_t offset = 40) {
+  const auto length = static_cast<uint32_t>(offset + 3 * pixels.size());
+  std::string text = words32({kMagic, length, static_cast<uint32_t>(width),
+                              static_cast<uint32_t>(height), 32, offset, 0, 0, 0, 0});
+  text.resize(offset, 'x');
+  for (const uint32_t pixel : pixels) text += words32({pixel}).substr(1);
+  return text;
+}
+
+/// With the total length that it has set in its header.
+std::string relabelled(std::string text) {
+  if (text.size() >= 8) text.replace(4, 4, words32({static_cast<uint32_t>(text.size())}));
+  return text;
+}
+
+PictureRef decoded(PluginHost& setup, const std::string& text) {
+  // The byte behind the text cannot be read.
+  const StringRef string = setup.host.newString(text, kEncodingNone, host::Placement::kGuarded);
+  return setup.plugin.callGlobal("BinaryStringtoPictureZVK", string);
+}
+
+TEST_P(BinaryStringTest, GoesThereAndBack) {
+  PluginHost setup(GetParam().options);
+  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {17, 5}, {700, 2}}) {
+    SCOPED_TRACE(width);
+    const Pixels source = randomPixels(width, height, 4, true);
+    const StringRef string =
+        setup.plugin.callGlobal("PicturetoBinaryStringZVK", setup.picture(width, height, source))
+            .string();
+    ASSERT_TRUE(string);
+    EXPECT_EQ(string->encoding(), HostULong{0xFFFF});
+    EXPECT_EQ(string->bytes(), encoded(width, height, source));
+    for (const uint32_t offset : {40U, 48U, 41U}) {
+      const PictureRef back = decoded(setup, encoded(width, height, source, offset));
+      ASSERT_TRUE(back);
+      EXPECT_FALSE(back->hasAlpha());
+      Pixels expected = written(source, back->options());
+      if (back->options().storage == host::Storage::kRecord) {
+        for (uint32_t& word : expected) word |= 0x7F000000;
+      }
+      EXPECT_EQ(words(back), expected);
+    }
+  }
+}
+
+TEST(BinaryStringFormatTest, HasAHeaderOfTenWords) {
+  PluginHost setup(host::PictureOptions{});
+  const PictureRef picture = setup.picture(1, 1, {0xFF102030});
+  EXPECT_EQ(setup.plugin.callGlobal("PicturetoBinaryStringZVK", picture).string()->bytes(),
+            std::string_view("PPIC\0\0\0\x2B\0\0\0\1\0\0\0\1\0\0\0\x20\0\0\0\x28"
+                             "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x10\x20\x30",
+                             43));
+}
+
+TEST_P(BinaryStringTest, RefusesWhatIsNotAWholePicture) {
+  PluginHost setup(GetParam().options);
+  const std::string good = encoded(8, 8, randomPixels(8, 8, 6));
+  ASSERT_TRUE(decoded(setup, good));
+  EXPECT_FALSE(setup.plugin.callGlobal("BinaryStringtoPictureZVK", StringRef()).picture());
+  EXPECT_FALSE(setup.plugin.callGlobal("PicturetoBinaryStringZVK", PictureRef()).string());
+
+  const auto length = static_cast<uint32_t>(good.size());
+  const auto header = [&](uint32_t size, uint32_t width, uint32_t height, uint32_t offset) {
+    return words32({kMagic, size, width, height, 32, offset}) + good.substr(24);
+  };
+  const std::string malformed[] = {
+      good + "x",
+      "x" + good,
+      relabelled("PPIc" + good.substr(4)),
+      header(length - 1, 8, 8, 40),
+      header(length + 1, 8, 8, 40),
+      header(length | 0x80000000, 8, 8, 40),
+      header(length, 0, 8, 40),
+      header(length, 8, 0, 40),
+      header(length, 0xFFFFFFFF, 8, 40),
+      header(length, 0xFFFFFFFF, 0xFFFFFFFF, 40),
+      header(length, 32768, 1, 40),
+      header(length, 8, 9, 40),
+      header(length, 9, 8, 40),
+      header(length, 32767, 32767, 40),
+      header(length, 0x7FFFFFFF, 0x7FFFFFFF, 40),
+      header(length, 0x55555556, 0x80000000, 40),
+      header(length, 8, 8, 41),
+      header(length, 1, 1, length - 2),
+      header(length, 1, 1, length),
+      header(length, 1, 1, 0x7FFFFFFF),
+      header(length, 1, 1, 0x80000000),
+      header(length, 1, 1, 0xFFFFFFFF),
+  };
+  for (const std::string& text : malformed) {
+    EXPECT_FALSE(decoded(setup, text)) << testing::PrintToString(text.substr(0, 24));
+  }
+  // The last pixel ends exactly where the string ends; pixels may even lie in the header.
+  EXPECT_TRUE(decoded(setup, header(length, 1, 1, length - 3)));
+  EXPECT_TRUE(decoded(setup, header(length, 1, 1, 0)));
+}
+
+// Both as a cut-off file, whose header still has the old length, and with the new one.
+TEST_P(BinaryStringTest, RefusesEveryTruncation) {
+  PluginHost setup(GetParam().options);
+  const std::string good = encoded(8, 8, randomPixels(8, 8, 6));
+  for (size_t length = 0; length <= 200; ++length) {
+    ASSERT_FALSE(decoded(setup, good.substr(0, length))) << length;
+    ASSERT_FALSE(decoded(setup, relabelled(good.substr(0, length)))) << length;
+  }
+}
+
+// Whatever comes out of a corrupted string, it has the size that its header says.
+TEST(BinaryStringCorruptionTest, SurvivesRandomCorruption) {
+  PluginHost setup(host::PictureOptions{});
+  std::mt19937 random(12);
+  const std::string good = encoded(9, 7, randomPixels(9, 7, 6));
+  int refused = 0;
+  for (int round = 0; round < 1000; ++round) {
+    std::string bad = good;
+    for (unsigned changes = random() % 4 + 1; changes > 0; --changes) {
+      // The header's words of size and place are small numbers: so are half of the changes.
+      bad[random() % 40] = static_cast<char>(random() % 2 == 0 ? random() : random() % 12);
+    }
+    if (round % 2 == 0) bad = relabelled(bad);
+    const PictureRef picture = decoded(setup, bad);
+    if (picture) {
+      ASSERT_EQ(words32({static_cast<uint32_t>(picture->width()),
+                         static_cast<uint32_t>(picture->height())}),
+                bad.substr(8, 8));
+    } else {
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, 100);
+  EXPECT_LT(refused, 1000);
+}
+
+// A string cannot be longer than 2^31 - 1 bytes, also where the product of the sides overflows or
+// two negative ones hide each other.
+TEST(BinaryStringLimitTest, RefusesPicturesThatNoStringHolds) {
+  PluginHost setup(host::PictureOptions{.storage = host::Storage::kRecord});
+  for (const auto& [width, height] : {std::pair{715827870, 1},
+                                      {26755, 26755},
+                                      {INT32_MAX, INT32_MAX},
+                                      {INT32_MIN, INT32_MAX},
+                                      {-5, 5},
+                                      {-5, -5}}) {
+    const PictureRef picture = setup.picture(1, 1, {0});
+    picture->faults.width = width;
+    picture->faults.height = height;
+    EXPECT_FALSE(setup.plugin.callGlobal("PicturetoBinaryStringZVK", picture).string()) << width;
+  }
+}
+
+}  // namespace
+
+ZVK_ALL_LAYOUTS(BinaryStringTest);

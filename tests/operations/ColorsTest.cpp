@@ -1,0 +1,223 @@
+#include <numeric>
+
+#include "Support.h"
+
+namespace {
+
+using namespace test;
+using host::BlockRef;
+using host::Color;
+using host::PictureRef;
+using Counters = std::vector<uint32_t>;
+
+class ColorsTest : public LayoutTest {};
+
+// Colours of three bits, so that pictures hold each of them many times.
+constexpr uint32_t kFewColors = 0x010101;
+constexpr uint32_t kSearched = 0x010001;
+
+bool isSearched(Rgb c) { return c.red == 1 && c.green == 0 && c.blue == 1; }
+
+TEST_P(ColorsTest, CountsReplacesAndExtractsOneColour) {
+  PluginHost setup(GetParam().options);
+  for (const uint32_t ignored : {0U, 0xFF000000U}) {
+    const Color search{kSearched | ignored}, replacement{0xFE8040 | ignored},
+        background{0x123456 | ignored};
+    expectMapping(setup, {.call = [&](auto p) -> PictureRef {
+                            return setup.plugin.call(p, "ReplaceColorZVK", search, replacement);
+                          },
+                          .f = [](Rgb c) { return isSearched(c) ? rgbOf(0xFE8040) : c; },
+                          .colorBits = kFewColors});
+    expectMapping(
+        setup, {.call = [&](auto p) -> PictureRef {
+                  return setup.plugin.call(p, "ExtractColorZVK", search, replacement, background);
+                },
+                .f = [](Rgb c) { return isSearched(c) ? rgbOf(0xFE8040) : rgbOf(0x123456); },
+                .keepsAlphaChannel = false,
+                .colorBits = kFewColors});
+    for (const int width : {1, 40, 513, 4099}) {
+      Pixels source = randomPixels(width, 3, 5, true);
+      for (uint32_t& pixel : source) pixel &= kFewColors | 0xFF000000;
+      const auto expected = std::count_if(source.begin(), source.end(),
+                                          [](uint32_t p) { return isSearched(rgbOf(p)); });
+      const PictureRef picture = setup.picture(width, 3, source);
+      EXPECT_EQ(setup.plugin.call(picture, "CountColorZVK", search).integer(), expected);
+      EXPECT_EQ(setup.plugin.call(picture, "CountColorZVK", Color{0x010201}).integer(), 0);
+    }
+  }
+}
+
+// --- Histograms
+// -----------------------------------------------------------------------------------
+
+Counters countersOf(const BlockRef& block) {
+  Counters counters(static_cast<size_t>(block->size()) / 4);
+  memcpy(counters.data(), block->data(), counters.size() * 4);
+  return counters;
+}
+
+struct Histograms {
+  Counters red = Counters(256), green = Counters(256), blue = Counters(256);
+
+  explicit Histograms(const Pixels& pixels) {
+    for (const uint32_t pixel : pixels) {
+      ++red[pixel >> 16 & 255];
+      ++green[pixel >> 8 & 255];
+      ++blue[pixel & 255];
+    }
+  }
+};
+
+/// CountColorsZVK with variables that hold these blocks; the blocks and the count afterwards.
+struct Counted {
+  BlockRef red, blue, green;
+  int64_t count;
+};
+Counted countColors(PluginHost& setup, const PictureRef& picture, const BlockRef& red = {},
+                    const BlockRef& blue = {}, const BlockRef& green = {}) {
+  const auto variables =
+      setup.plugin.invokeByName(picture, "CountColorsZVK", {red, blue, green, 77}).byReference;
+  return {variables[0].value.block(), variables[1].value.block(), variables[2].value.block(),
+          variables[3].value.integer()};
+}
+
+TEST_P(ColorsTest, AddsHistogramsToBlocks) {
+  PluginHost setup(GetParam().options);
+  setup.host.settings.placement = host::Placement::kGuarded;
+  for (const int width : {1, 5, 514, 4099}) {
+    SCOPED_TRACE(width);
+    const Pixels source = randomPixels(width, 3, 9, true);
+    const Histograms expected(source);
+    const PictureRef picture = setup.picture(width, 3, source);
+    const Counted made = countColors(setup, picture);
+    ASSERT_TRUE(made.red && made.blue && made.green);
+    EXPECT_EQ(made.red->size(), 1024);
+    EXPECT_EQ(countersOf(made.red), expected.red);
+    EXPECT_EQ(countersOf(made.blue), expected.blue);
+    EXPECT_EQ(countersOf(made.green), expected.green);
+    EXPECT_EQ(made.count, width * 3);
+
+    // One block for two channels, and one that is longer than needed and at an odd address.
+    const BlockRef odd = setup.host.newBlock(1027, host::Placement::kGuarded);
+    memset(odd->data(), 0xFF, 1027);
+    const Counted again = countColors(setup, picture, made.red, made.red, odd);
+    EXPECT_TRUE(again.red == made.red && again.blue == made.red && again.green == odd);
+    EXPECT_EQ(again.count, width * 3);
+    Counters sums = expected.red, wrapped = expected.green;
+    for (size_t v = 0; v < 256; ++v) {
+      sums[v] += expected.red[v] + expected.blue[v];
+      wrapped[v] += 0xFFFFFFFF;
+    }
+    EXPECT_EQ(countersOf(made.red), sums);
+    EXPECT_EQ(countersOf(odd), wrapped);
+    EXPECT_EQ(odd->data()[1026], 0xFF);
+  }
+}
+
+// Nothing is written to any block unless all of them can be.
+TEST(HistogramTest, RefusesShortBlocksAndPicturesItCannotRead) {
+  PluginHost setup(host::PictureOptions{});
+  const PictureRef picture = setup.picture(2, 2, randomPixels(2, 2, 1));
+  const BlockRef nowhere = setup.host.newBlock(1024);
+  nowhere->hideAddress = true;
+  for (const BlockRef& bad :
+       {nowhere, setup.host.newBlock(1023, host::Placement::kGuarded), setup.host.newBlock(0)}) {
+    const BlockRef a = setup.host.newBlock(1024), b = setup.host.newBlock(1024);
+    EXPECT_EQ(countColors(setup, picture, bad, a, b).count, -1);
+    EXPECT_EQ(countColors(setup, picture, a, bad, b).count, -1);
+    EXPECT_EQ(countColors(setup, picture, a, b, bad).count, -1);
+    EXPECT_EQ(countersOf(a), Counters(256));
+    EXPECT_EQ(countersOf(b), Counters(256));
+  }
+  // New blocks reach the caller whatever happens next.
+  const PictureRef unreadable = setup.picture(1, 1, {0});
+  unreadable->faults.nullData = true;
+  const Counted unread = countColors(setup, unreadable);
+  EXPECT_EQ(unread.count, -1);
+  EXPECT_TRUE(unread.red && unread.blue && unread.green);
+  setup.host.failCall("newMemoryBlock", 2);
+  const Counted unmade = countColors(setup, picture);
+  EXPECT_EQ(unmade.count, -1);
+  EXPECT_TRUE(unmade.red && !unmade.blue && unmade.green);
+}
+
+// --- Tables
+// ---------------------------------------------------------------------------------------
+
+BlockRef table(PluginHost& setup, const std::function<int(int)>& f) {
+  BlockRef block = setup.host.newBlock(256, host::Placement::kGuarded);
+  for (int v = 0; v < 256; ++v) block->data()[v] = static_cast<uint8_t>(f(v));
+  return block;
+}
+
+TEST_P(ColorsTest, MapsEachChannelThroughItsTable) {
+  PluginHost setup(GetParam().options);
+  const auto forRed = [](int v) { return v * 7 + 3; };
+  const auto forBlue = [](int v) { return 255 - v; };
+  const auto forGreen = [](int v) { return v ^ 0x55; };
+  const BlockRef red = table(setup, forRed), blue = table(setup, forBlue),
+                 green = table(setup, forGreen);
+  expectMapping(
+      setup, {.call = [&](auto p) -> PictureRef {
+                return setup.plugin.call(p, "TransformColorsZVK", red, blue, green);
+              },
+              .f =
+                  [&](Rgb c) {
+                    return Rgb{forRed(c.red) & 255, forGreen(c.green) & 255, forBlue(c.blue) & 255};
+                  },
+              .keepsAlphaChannel = false});
+}
+
+TEST(TableTest, RaisesForTheFirstNilInOrderRedGreenBlue) {
+  PluginHost setup(host::PictureOptions{});
+  const PictureRef picture = setup.picture(2, 2, randomPixels(2, 2, 1));
+  const BlockRef block = table(setup, [](int v) { return v; }), nil;
+  struct Case {
+    BlockRef red, blue, green;
+    const char* message;
+  };
+  const Case cases[] = {
+      {nil, nil, nil, "red memoryblock is nil"},
+      {block, nil, nil, "green memoryblock is nil"},
+      {block, block, nil, "green memoryblock is nil"},
+      {block, nil, block, "blue memoryblock is nil"},
+  };
+  setup.host.clearCalls();
+  for (const Case& c : cases) {
+    setup.expectException("NilObjectException", c.message, [&] {
+      setup.plugin.call(picture, "TransformColorsZVK", c.red, c.blue, c.green);
+    });
+  }
+  EXPECT_THAT(setup.host.callTexts(),
+              testing::Not(testing::Contains(testing::HasSubstr("LockPictureDescription"))));
+  setup.expectException("NilObjectException", "picture is nil", [&] {
+    setup.callOnNil("TransformColorsZVK", {nil, nil, nil});
+  });
+}
+
+TEST(TableTest, RefusesShortTablesWhereSizesAreKnown) {
+  for (const bool sizesKnown : {true, false}) {
+    PluginHost setup(host::PictureOptions{});
+    if (!sizesKnown) setup.host.withhold("memoryBlockGetSize");
+    const PictureRef picture = setup.picture(2, 1, {0x010203, 0x800000});
+    const BlockRef whole = table(setup, [](int v) { return v; });
+    const BlockRef brief = setup.host.newBlock(255, host::Placement::kGuarded);
+    const BlockRef nowhere = table(setup, [](int v) { return v; });
+    nowhere->hideAddress = true;
+    const auto map = [&](const BlockRef& red, const BlockRef& blue, const BlockRef& green) {
+      return setup.plugin.call(picture, "TransformColorsZVK", red, blue, green).picture();
+    };
+    const BlockRef unsized(host::MemoryBlock::wrap(setup.host, whole->data()));
+    EXPECT_TRUE(map(whole, whole, whole) && map(unsized, whole, unsized));
+    EXPECT_FALSE(map(nowhere, whole, whole) || map(whole, nowhere, whole) ||
+                 map(whole, whole, nowhere));
+    if (sizesKnown) {
+      EXPECT_FALSE(map(brief, whole, whole) || map(whole, brief, whole) ||
+                   map(whole, whole, brief));
+    }
+  }
+}
+
+}  // namespace
+
+ZVK_ALL_LAYOUTS(ColorsTest);

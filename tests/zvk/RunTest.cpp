@@ -1,0 +1,222 @@
+// `zvk run` as a process of its own: what it makes, prints and refuses.
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <numeric>
+
+#include "Support.h"
+#include "host/PictureFile.h"
+
+namespace {
+
+using namespace test;
+using host::PictureRef;
+namespace fs = std::filesystem;
+
+struct Outcome {
+  int status;
+  std::string out, error;
+};
+
+constexpr int kWidth = 40, kHeight = 30;
+
+class RunTest : public testing::Test {
+ protected:
+  RunTest() {
+    std::string pattern = fs::temp_directory_path() / "zvk-run-XXXXXX";
+    folder_ = mkdtemp(pattern.data());
+    fs::current_path(folder_);
+    save("in.png", kWidth, kHeight, source_);
+  }
+  ~RunTest() override {
+    fs::current_path(folder_.parent_path());
+    fs::remove_all(folder_);
+  }
+
+  void save(const char* file, int width, int height, const Pixels& pixels) {
+    host::savePicture(*host_.newPicture(width, height, pixels, {}), file);
+  }
+  Pixels load(const char* file) { return host::loadPicture(host_, file, {})->pixels(); }
+
+  /// Each argument in single quotes, as a shell takes it.
+  Outcome run(const std::string& arguments) {
+    const std::string output = folder_.string() + ".out", error = folder_.string() + ".err";
+    const int status = std::system((std::string(ZVK_TOOL_RUNNER " '" ZVK_TOOL_FILE "' ") +
+                                    arguments + " >" + output + " 2>" + error)
+                                       .c_str());
+    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -status, host::readFile(output),
+                    host::readFile(error)};
+    fs::remove(output);
+    fs::remove(error);
+    return outcome;
+  }
+  /// Runs what must succeed; what it printed.
+  std::string done(const std::string& arguments) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 0) << arguments;
+    EXPECT_EQ(outcome.error, "") << arguments;
+    return outcome.out;
+  }
+  /// The picture that a call makes of in.png.
+  Pixels made(const std::string& call) {
+    done("run in.png '" + call + "' -o made.png");
+    return load("made.png");
+  }
+
+  static std::map<std::string, std::string> files() {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::directory_iterator(".")) {
+      const std::string path = entry.path();
+      contents[path] = entry.is_regular_file() ? host::readFile(path) : "";
+    }
+    return contents;
+  }
+
+  const Pixels source_ = randomPixels(kWidth, kHeight, 1);
+  fs::path folder_;
+  host::Host host_;
+};
+
+TEST_F(RunTest, TakesEveryKindOfArgument) {
+  EXPECT_EQ(made("TintPictureZVK(_, &cFF0000, &cFFFFFF)"), mapped(source_, [](Rgb c) {
+              return Rgb{c.red, c.red, c.red};
+            }));
+
+  const Pixels other = randomPixels(kWidth, kHeight, 2);
+  save("other, one.png", kWidth, kHeight, other);
+  Pixels replaced = source_;
+  for (size_t i = 0; i < source_.size(); ++i) {
+    replaced[i] = (source_[i] & 0xFF00FFFF) | (other[i] & 0xFF0000);
+  }
+  EXPECT_EQ(made("ReplaceRedChannelZVK(@\"other, one.png\")"), replaced);
+
+  std::string inverse, hex;
+  for (int v = 255; v >= 0; --v) {
+    inverse += static_cast<char>(v);
+    char digits[3];
+    snprintf(digits, sizeof digits, "%02x", v);
+    hex += digits;
+  }
+  host::writeFile("inverse", inverse);
+  EXPECT_EQ(made("TransformColorsZVK(@inverse, bytes:" + hex + ", @inverse)"),
+            mapped(source_, [](Rgb c) {
+              return Rgb{255 - c.red, 255 - c.green, 255 - c.blue};
+            }));
+}
+
+TEST_F(RunTest, AppliesCallsOneAfterAnotherAndPrintsResults) {
+  const std::string printed = done(
+      "run in.png 'ReplaceColorZVK(&c000000, &c010101)' 'isBlackZVK(0, 0, 0, 0)' "
+      "'ExtractColorZVK(&c000000, &cFFFFFF, &c123456)' 'CountColorZVK(&c123456)' "
+      "'ColornessZVK(0)' --storage record");
+  EXPECT_EQ(printed, "true\n1200\n1\n");
+}
+
+TEST_F(RunTest, WritesStringsAndReadsThemBack) {
+  EXPECT_EQ(done("run in.png 'PicturetoBinaryStringZVK(_)' -o picture.ppic"), "");
+  const std::string string = host::readFile("picture.ppic");
+  EXPECT_EQ(string.size(), 40U + 3 * kWidth * kHeight);
+  EXPECT_EQ(string.substr(0, 4), "PPIC");
+  done("run picture.ppic 'BinaryStringtoPictureZVK(_)' -o back.png");
+  EXPECT_EQ(load("back.png"), source_);
+  done("run in.png 'BinaryStringtoPictureZVK(@picture.ppic)' InvertZVK InvertZVK -o back2.png");
+  EXPECT_EQ(load("back2.png"), source_);
+}
+
+TEST_F(RunTest, ShowsHistograms) {
+  const auto json = nlohmann::json::parse(done("run in.png CountColorsZVK --json"));
+  EXPECT_EQ(json.at("count"), kWidth * kHeight);
+  std::vector<uint32_t> red(256);
+  for (const uint32_t pixel : source_) ++red[pixel >> 16 & 255];
+  EXPECT_EQ(json.at("red"), red);
+  for (const char* channel : {"green", "blue"}) {
+    const auto counters = json.at(channel).get<std::vector<int>>();
+    EXPECT_EQ(counters.size(), 256U);
+    EXPECT_EQ(std::accumulate(counters.begin(), counters.end(), 0), kWidth * kHeight);
+  }
+
+  // All red values in the lower half of the chart's columns.
+  Pixels dark = source_;
+  for (uint32_t& pixel : dark) pixel &= 0xFF7FFFFF;
+  save("in.png", kWidth, kHeight, dark);
+  std::istringstream chart(done("run in.png CountColorsZVK"));
+  std::string line, title;
+  std::map<std::string, std::string> bars;  // the lowest row of each chart
+  while (std::getline(chart, line)) {
+    if (line.find(": ") != std::string::npos) title = line;
+    const size_t left = line.find("│");
+    if (left != std::string::npos) bars[title.substr(0, title.find(':'))] = line.substr(left + 3);
+    if (title.starts_with("red")) {
+      EXPECT_NE(title.find("sum 1200"), std::string::npos);
+    }
+  }
+  ASSERT_EQ(bars.size(), 3U);
+  EXPECT_TRUE(bars["red"].ends_with(std::string(32, ' ') + "│"));
+  EXPECT_EQ(bars["blue"].find(' '), std::string::npos);
+}
+
+// One line says what was wrong, nothing is printed besides, and no file is made or changed.
+TEST_F(RunTest, RefusesWhatCannotBeDone) {
+  const std::string picture = host::readFile("in.png");
+  host::writeFile("out.png", "kept");
+  host::writeFile("notes.txt", "no picture\n");
+  host::writeFile("empty", "");
+  host::writeFile("half.png", picture.substr(0, picture.size() / 2));
+  done("run in.png 'PicturetoBinaryStringZVK(_)' -o whole.ppic");
+  host::writeFile("half.ppic", host::readFile("whole.ppic").substr(0, 1000));
+  save("small.png", kWidth, kHeight - 1, randomPixels(kWidth, kHeight - 1, 2));
+  const auto before = files();
+
+  struct Case {
+    const char* arguments;
+    int status;
+    const char* says;
+  };
+  const Case cases[] = {
+      {"", 2, ""},
+      {"run", 2, "IN"},
+      {"run in.png", 2, "CALL"},
+      {"run in.png InvertZVK -o out.png --nonsense", 2, "--nonsense"},
+      {"run in.png InvertZVK -o out.png --storage paper", 2, "drawable"},
+      {"run in.png InvertZVK -o out.png --plugin gone.so", 2, "gone.so"},
+      {"run gone.png InvertZVK -o out.png", 2, "gone.png"},
+      {"run . InvertZVK -o out.png", 2, "directory"},
+      {"run notes.txt InvertZVK -o out.png", 2, "notes.txt is not a picture"},
+      {"run half.png InvertZVK -o out.png", 2, "half.png"},
+      {"run in.png InvertZVKK -o out.png", 2, "InvertZVK"},
+      {"run in.png 'InvertZVK(' -o out.png", 2, "InvertZVK("},
+      {"run in.png InvertZVK", 2, "-o"},
+      {"run in.png InvertZVK -o gone/out.png", 2, "gone/out.png"},
+      {"run in.png InvertZVK -o out.xyz", 2, ".png"},
+      {"run in.png ChangeSaturationZVK -o out.png", 2, "(Amount as integer)"},
+      {"run in.png 'ChangeSaturationZVK(1, 2)' -o out.png", 2, "(Amount as integer)"},
+      {"run in.png 'ChangeSaturationZVK(1.5)' -o out.png", 2, "1.5 is not an integer"},
+      {"run in.png 'ChangeSaturationZVK(2147483648)' -o out.png", 2, "not an integer"},
+      {"run in.png 'TintPictureZVK(_, &cGG0000, &c0)' -o out.png", 2, "&cRRGGBB"},
+      {"run in.png 'TransformColorsZVK(bytes:0, nil, nil)' -o out.png", 2, "bytes:HEX"},
+      {"run in.png 'ReplaceRedChannelZVK(@gone.png)' -o out.png", 2, "gone.png"},
+      {"run in.png 'ReplaceRedChannelZVK(@notes.txt)' -o out.png", 2, "notes.txt"},
+      {"run in.png 'ReplaceRedChannelZVK(@small.png)' -o out.png", 1, "ReplaceRedChannelZVK"},
+      {"run in.png 'ReplaceRedChannelZVK(nil)' -o out.png", 1, "The channel picture is nil."},
+      {"run in.png 'TransformColorsZVK(bytes:00, bytes:, nil)' -o out.png", 1, "green memoryblock"},
+      {"run in.png 'CountColorsZVK(bytes:00, nil, nil, 0)'", 1, "CountColorsZVK"},
+      {"run half.ppic 'BinaryStringtoPictureZVK(_)' -o out.png", 1, "half.ppic"},
+      {"run empty 'BinaryStringtoPictureZVK(_)' -o out.png", 1, "empty"},
+      {"run in.png 'BinaryStringtoPictureZVK(_)' -o out.png", 2, "in.png is a picture"},
+      {"run whole.ppic CountColorsZVK", 2, "whole.ppic is not a picture"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.arguments);
+    const Outcome outcome = run(c.arguments);
+    EXPECT_EQ(outcome.status, c.status);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.error, testing::StartsWith("zvk: "));
+    EXPECT_THAT(outcome.error, testing::HasSubstr(c.says));
+    EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
+    EXPECT_EQ(files(), before);
+  }
+}
+
+}  // namespace
