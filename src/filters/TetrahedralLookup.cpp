@@ -3,6 +3,8 @@
 #include <cstring>
 #include <utility>
 
+// Functions that take or return vectors must be inlined: how these are handed over differs between
+// instruction sets.
 #define ZVK_INLINE [[gnu::always_inline]] inline
 
 namespace filters {
@@ -103,18 +105,25 @@ struct TwoPixels {
   }
 };
 
-/// Sums, as integers from 0 to 17 * 255, of the pixels from `start + i` on. Only whole sums matter:
-/// the next multiple of 17 below is the same.
+/// What a corner adds to the sums of the pixels from `start + i` on; `weights` are those of the
+/// pixels from `start` on.
+template <typename Vectors, int i>
+ZVK_INLINE typename Vectors::Values term(const double* points, const uint16_t* corners,
+                                         const typename Vectors::Values& weights) {
+  return Vectors::template spread<i>(weights) * Vectors::at(points, corners + i);
+}
+
+/// Sums, as integers from 0 to 17 * 255. Only whole sums matter: the next multiple of 17 below is
+/// the same.
 template <typename Vectors, int i>
 ZVK_INLINE void sumPixels(const double* points, int32_t start,
                           const typename Vectors::Values (&weights)[kCorners], Block& block) {
   using Values = typename Vectors::Values;
-  const auto term = [&](int corner) {
-    return Vectors::template spread<i>(weights[corner]) *
-           Vectors::at(points, block.corners[corner] + start + i);
-  };
   const Values highest = kSpacing * 255.0 - Values{};
-  const Values sum = term(0) + term(1) + term(2) + term(3);
+  const Values sum = term<Vectors, i>(points, block.corners[0] + start, weights[0]) +
+                     term<Vectors, i>(points, block.corners[1] + start, weights[1]) +
+                     term<Vectors, i>(points, block.corners[2] + start, weights[2]) +
+                     term<Vectors, i>(points, block.corners[3] + start, weights[3]);
   // Comparisons in this form are also false for what is not a number.
   const Values positive = sum > 0.0 ? sum : Values{};
   const Values limited = positive < highest ? positive : highest;
@@ -122,16 +131,21 @@ ZVK_INLINE void sumPixels(const double* points, int32_t start,
       __builtin_convertvector(limited, typename Vectors::Integers);
 }
 
+template <typename Vectors>
+ZVK_INLINE typename Vectors::Values weightsFrom(const double* weights) {
+  return *reinterpret_cast<const typename Vectors::Values*>(weights);
+}
+
 /// Sums as many pixels as a vector holds weights.
 template <typename Vectors, int... i>
 ZVK_INLINE void sumGroup(const double* points, int32_t start, Block& block,
                          std::integer_sequence<int, i...>) {
-  using Values = typename Vectors::Values;
-  const auto weights = [&](int corner) {
-    return *reinterpret_cast<const Values*>(block.weights[corner] + start);
-  };
-  const Values all[kCorners] = {weights(0), weights(1), weights(2), weights(3)};
-  (sumPixels<Vectors, i * Vectors::kCount>(points, start, all, block), ...);
+  const typename Vectors::Values weights[kCorners] = {
+      weightsFrom<Vectors>(block.weights[0] + start),
+      weightsFrom<Vectors>(block.weights[1] + start),
+      weightsFrom<Vectors>(block.weights[2] + start),
+      weightsFrom<Vectors>(block.weights[3] + start)};
+  (sumPixels<Vectors, i * Vectors::kCount>(points, start, weights, block), ...);
 }
 
 template <typename Vectors>
@@ -170,20 +184,17 @@ ZVK_INLINE void mapBlocks(const TetrahedralLookup& lookup, Word* out, const Word
   }
 }
 
-using Lookup = TetrahedralLookup;
+ZVK_CLONES void mapOneByOne(const TetrahedralLookup& grid, Word* out, const Word* in, int32_t count,
+                            uint32_t top) noexcept {
+  mapBlocks<OnePixel>(grid, out, in, count, top);
+}
 
-// Without vectors of 64 bytes, those of two pixels would have to be taken apart at each step.
-__attribute__((target("default"))) void mapAll(const Lookup& grid, Word* out, const Word* in,
-                                               int32_t count, uint32_t top) {
-  mapBlocks<OnePixel>(grid, out, in, count, top);
-}
-__attribute__((target("avx2"))) void mapAll(const Lookup& grid, Word* out, const Word* in,
-                                            int32_t count, uint32_t top) {
-  mapBlocks<OnePixel>(grid, out, in, count, top);
-}
 #if !defined(__i386__)
-__attribute__((target("arch=x86-64-v4"))) void mapAll(const Lookup& grid, Word* out, const Word* in,
-                                                      int32_t count, uint32_t top) {
+// Where there are no vectors of 64 bytes, those of two pixels would have to be taken apart at each
+// step.
+__attribute__((target("arch=x86-64-v4"))) void mapTwoByTwo(const TetrahedralLookup& grid, Word* out,
+                                                           const Word* in, int32_t count,
+                                                           uint32_t top) noexcept {
   mapBlocks<TwoPixels>(grid, out, in, count, top);
 }
 #endif
@@ -191,7 +202,10 @@ __attribute__((target("arch=x86-64-v4"))) void mapAll(const Lookup& grid, Word* 
 }  // namespace
 
 void TetrahedralLookup::run(Word* out, int32_t count, uint32_t top, Run in) const noexcept {
-  mapAll(*this, out, in.words, count, top);
+#if !defined(__i386__)
+  if (__builtin_cpu_supports("x86-64-v4")) return mapTwoByTwo(*this, out, in.words, count, top);
+#endif
+  mapOneByOne(*this, out, in.words, count, top);
 }
 
 }  // namespace filters
