@@ -1,0 +1,46 @@
+// What both filter classes do with their pictures and their rectangle.
+#pragma once
+
+#include <algorithm>
+#include <utility>
+
+#include "frame/Declarations.h"
+#include "frame/HostServices.h"
+#include "picture/PixelRows.h"
+
+namespace filters {
+
+/// Puts `picture` into the field and releases what it held. The field is never seen with a picture
+/// that is already released, whatever the host does in between.
+inline void replacePicture(REALpictureStruct*& field, REALpictureStruct* picture) noexcept {
+  REALpictureStruct* const old = std::exchange(field, picture);
+  if (old != nullptr) REALUnlockObject(asObject(old));
+}
+
+/// Releases source and destination; doing so twice is harmless.
+template <typename Data>
+void releasePictures(Data& data) noexcept {
+  replacePicture(data.sourcePicture, nullptr);
+  replacePicture(data.destinationPicture, nullptr);
+}
+
+/// Where one axis of the block starts and ends, in pixels from the picture's edge. The end is the
+/// maximum if that lies above the minimum, as both are stored, and inside the picture; else it is
+/// the picture's far edge. The start is the minimum, or 0 if that is negative. A rectangle that
+/// lies outside of the picture thus gives an empty block, whichever side it lies on.
+constexpr std::pair<int32_t, int32_t> blockAxis(int32_t minimum, int32_t maximum,
+                                                int32_t length) noexcept {
+  const int32_t end = maximum > minimum && maximum < length ? maximum : length;
+  return {std::max(minimum, 0), end};
+}
+
+/// The block of pixels that the instance's rectangle selects. It lies at the same place in source
+/// and destination.
+template <typename Data>
+pixels::Region blockOf(const Data& data, const PictureEditor& e) noexcept {
+  const auto [left, right] = blockAxis(data.minX, data.maxX, e.width);
+  const auto [top, bottom] = blockAxis(data.minY, data.maxY, e.height);
+  return {left, top, right, bottom};
+}
+
+}  // namespace filters

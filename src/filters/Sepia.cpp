@@ -1,0 +1,105 @@
+#include <cstdlib>
+#include <limits>
+
+#include "filters/FilterPictures.h"
+#include "filters/Filters.h"
+#include "picture/Channels.h"
+
+namespace {
+
+using namespace pixels;
+
+constexpr int32_t kScale = 1024;  ///< weights are whole 1024ths
+
+PictureSepiaData& dataOf(REALobjectStruct* instance) noexcept {
+  return instanceData<PictureSepiaData>(instance, PictureSepiaClass);
+}
+
+/// Truncated toward zero; saturates, and NaN gives 0.
+int32_t wholeWeight(double weight) noexcept {
+  constexpr double kLimit = std::numeric_limits<int32_t>::max();
+  const double scaled = weight == weight ? weight * kScale : 0.0;
+  return static_cast<int32_t>(std::clamp(scaled, -kLimit, kLimit));
+}
+
+/// Beyond this size an offset decides the result alone: grey levels stay within 2^31 / 1024.
+int32_t usefulOffset(int32_t offset) noexcept {
+  constexpr int32_t kLimit = 1 << 22;
+  return std::clamp(offset, -kLimit, kLimit);
+}
+
+/// t = (R * red + G * green + B * blue) / 1024, then each channel is its offset plus t.
+struct Sepia {
+  Rgb weights;
+  Rgb offsets;
+
+  explicit Sepia(const PictureSepiaData& data) noexcept
+      : weights(limited({wholeWeight(data.redWeight), wholeWeight(data.greenWeight),
+                         wholeWeight(data.blueWeight)})),
+        offsets{usefulOffset(data.sepiaRed), usefulOffset(data.sepiaGreen),
+                usefulOffset(data.sepiaBlue)} {}
+
+  uint32_t operator()(uint32_t word) const noexcept {
+    const Rgb v = unpack(word);
+    const int32_t grey =
+        (v.red * weights.red + v.green * weights.green + v.blue * weights.blue) / kScale;
+    return pack({clampedChannel(offsets.red + grey), clampedChannel(offsets.green + grey),
+                 clampedChannel(offsets.blue + grey)});
+  }
+
+ private:
+  /// The weights themselves wherever no 32-bit sum can overflow; otherwise each is saturated at a
+  /// third of the range, more than 2700 times what makes white of the darkest grey.
+  static Rgb limited(Rgb w) noexcept {
+    constexpr int32_t kLargestSum = std::numeric_limits<int32_t>::max();
+    constexpr int32_t kThird = kLargestSum / (3 * 255);
+    const int64_t size =
+        std::abs(int64_t{w.red}) + std::abs(int64_t{w.green}) + std::abs(int64_t{w.blue});
+    if (size * 255 <= kLargestSum) return w;
+    const auto limit = [=](int32_t weight) { return std::clamp(weight, -kThird, kThird); };
+    return {limit(w.red), limit(w.green), limit(w.blue)};
+  }
+};
+
+}  // namespace
+
+void SepiaConstructor(REALobjectStruct* instance) noexcept {
+  PictureSepiaData& data = dataOf(instance);
+  data.redWeight = 0.299;
+  data.greenWeight = 0.587;
+  data.blueWeight = 0.114;
+}
+
+void SepiaClose(REALobjectStruct* instance) noexcept { filters::releasePictures(dataOf(instance)); }
+
+HostBoolean SepiaRun(REALobjectStruct* instance) noexcept {
+  PictureSepiaData& data = dataOf(instance);
+  ScopedReader reader(data.sourcePicture);
+  if (!reader) return false;
+  ScopedWriter writer(reader.width(), reader.height());
+  if (!writer) return false;
+  mapPixels(reader.editor(), writer.editor(), filters::blockOf(data, reader.editor()), Sepia(data));
+  REALpictureStruct* const result = writer.render();
+  if (result == nullptr) return false;
+  filters::replacePicture(data.destinationPicture, result);
+  return true;
+}
+
+double GetFactorR(REALobjectStruct* instance, HostLong) noexcept {
+  return dataOf(instance).redWeight;
+}
+double GetFactorG(REALobjectStruct* instance, HostLong) noexcept {
+  return dataOf(instance).greenWeight;
+}
+double GetFactorB(REALobjectStruct* instance, HostLong) noexcept {
+  return dataOf(instance).blueWeight;
+}
+void SetFactorR(REALobjectStruct* instance, HostLong, double value) noexcept {
+  dataOf(instance).redWeight = value;
+}
+void SetFactorG(REALobjectStruct* instance, HostLong, double value) noexcept {
+  dataOf(instance).greenWeight = value;
+}
+void SetFactorB(REALobjectStruct* instance, HostLong, double value) noexcept {
+  dataOf(instance).blueWeight = value;
+}
