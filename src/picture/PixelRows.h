@@ -139,8 +139,8 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
   }
   Word sources[sizeof...(Readers)][kBlock];
   Word results[kBlock];
-  Word* block = sources[0] - kBlock;
-  const auto next = [&block] { return block += kBlock; };
+  Word(*block)[kBlock] = sources;
+  const auto next = [&block] { return *block++; };
   Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
   // Braces, so that the sources take their blocks from left to right.
   struct Mapper {
