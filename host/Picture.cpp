@@ -115,10 +115,12 @@ void* Picture::faultySurface() {
   if (faultyContext_) return faultyContext_;
   const cairo_rectangle_t extents = {0, 0, double(width()), double(height())};
   const int side = faults.surface == SurfaceFault::kZeroSize ? 0 : 1;
+  const cairo_format_t format =
+      faults.surface == SurfaceFault::kEightBit ? CAIRO_FORMAT_A8 : CAIRO_FORMAT_ARGB32;
   cairo_surface_t* surface =
       faults.surface == SurfaceFault::kNotAnImage
           ? cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, &extents)
-          : cairo_image_surface_create(CAIRO_FORMAT_ARGB32, side * width(), side * height());
+          : cairo_image_surface_create(format, side * width(), side * height());
   faultyContext_ = cairo_create(surface);
   if (faults.surface == SurfaceFault::kFinished) cairo_surface_finish(surface);
   cairo_surface_destroy(surface);

@@ -14,7 +14,7 @@ namespace host {
 class Graphics;
 
 /// Surfaces that a lock of kind 12 delivers instead of the picture's own.
-enum class SurfaceFault : uint8_t { kNone, kZeroSize, kFinished, kNotAnImage };
+enum class SurfaceFault : uint8_t { kNone, kZeroSize, kFinished, kNotAnImage, kEightBit };
 
 /// What is wrong with a picture; for tests.
 struct PictureFaults {

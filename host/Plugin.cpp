@@ -75,17 +75,9 @@ std::string mangledName(std::string_view name) {
 #else
   constexpr char kSigned = 'i', kUnsigned = 'j';
 #endif
-  std::string result;
-  for (size_t i = 0; i < name.size(); ++i) {
-    if (name[i] != '@') {
-      result += name[i];
-    } else if (i + 1 < name.size() && name[i + 1] == '@') {
-      result += kUnsigned;
-      ++i;
-    } else {
-      result += kSigned;
-    }
-  }
+  std::string result(name);
+  std::replace(result.begin(), result.end(), '@', kSigned);
+  std::replace(result.begin(), result.end(), '%', kUnsigned);
   return result;
 }
 

@@ -57,8 +57,8 @@ struct CallResult {
   std::vector<ByReferenceResult> byReference;
 };
 
-/// Replaces '@' in a mangled name by the letter of HostLong ('l' on i386, else 'i') and "@@" by
-/// that of HostULong ('m' or 'j').
+/// Replaces '@' in a mangled name by the letter of HostLong ('l' on i386, else 'i') and '%' by that
+/// of HostULong ('m' or 'j').
 std::string mangledName(std::string_view name);
 
 /// A plug-in in the current host. Loading always starts with fresh globals: when the library is in

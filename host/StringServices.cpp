@@ -8,8 +8,10 @@ namespace host {
 
 namespace {
 
-REALstringStruct* build(Host& host, const char* bytes, int count) {
-  const std::string_view text(bytes ? bytes : "", bytes ? std::max(count, 0) : 0);
+// The bytes end nowhere but at their count, so the log does not show them as text.
+REALstringStruct* build(Host& host, const void* bytes, int count) {
+  const std::string_view text(bytes ? static_cast<const char*>(bytes) : "",
+                              bytes ? std::max(count, 0) : 0);
   return handOut(String::create(host, text, kEncodingUTF8, host.settings.placement));
 }
 

@@ -144,12 +144,12 @@ class Parser {
 
   constexpr int32_t number() {
     if (accept('&')) {
-      require(accept('c'));
+      require(accept('c') || accept('C'));
       return static_cast<int32_t>(digits(16));
     }
     const bool negative = accept('-');
-    const auto magnitude = static_cast<int32_t>(digits(10));
-    return negative ? -magnitude : magnitude;
+    const uint32_t magnitude = digits(10);
+    return static_cast<int32_t>(negative ? 0 - magnitude : magnitude);
   }
 
   constexpr uint32_t digits(uint32_t base) {

@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/HostService.h"
 #include "frame/HostServices.h"
 #include "frame/PluginMain.h"
 #include "picture/PictureEditor.h"
 
 namespace {
 
-/// Hosts before this version keep a description locked when they refuse to deliver it.
+/// Hosts before this version keep a description locked when they refuse to deliver it, and may have
+/// a drawing service of their own.
 constexpr double kCleanLockVersion = 2012.0;
 /// First host version with pictures that have an alpha channel.
 constexpr double kAlphaChannelVersion = 2011.04;
@@ -23,6 +25,13 @@ int32_t integerProperty(REALpictureStruct* picture, const char* name) noexcept {
   if (picture == nullptr) return 0;
   HostLong value = 0;
   return REALGetPropValue(asObject(picture), name, &value) ? static_cast<int32_t>(value) : 0;
+}
+
+/// Old hosts are asked for a drawing service of their own. What parameters it takes is not known, so
+/// it is never called.
+void askForOldDrawingService() noexcept {
+  constexpr FixedString kEntry = "RuntimeGraphicsDrawPicture";
+  if (rbversion < kCleanLockVersion) serviceSlot<kEntry, void()>.resolve(kEntry.text);
 }
 
 /// A locked description of a host pixel record, unlocked at the end of its scope.
@@ -137,6 +146,7 @@ HostBoolean GraphicsDrawPicture(REALgraphicsStruct* graphics, REALpictureStruct*
       method(graphics, source, x, y, w, h, sx, sy, sw, sh);
       return true;
     }
+    askForOldDrawingService();
   }
   return OwnCopy(destination, source, x, y, w, h, sx, sy, sw, sh);
 }

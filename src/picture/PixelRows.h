@@ -155,8 +155,8 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
   // One block more than there are sources, so that there may be none.
   Word sources[sizeof...(Readers) + 1][kBlock];
   Word results[kBlock];
-  Word* block = sources[0];
-  [[maybe_unused]] const auto next = [&block] { return std::exchange(block, block + kBlock); };
+  Word(*block)[kBlock] = sources;
+  [[maybe_unused]] const auto next = [&block] { return *block++; };
   Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
   // Braces, so that the sources take their blocks from left to right.
   struct Mapper {

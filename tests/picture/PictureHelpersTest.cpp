@@ -1,0 +1,274 @@
+#include <limits>
+
+#include "ProbeHost.h"
+
+namespace {
+
+using namespace test;
+using host::Host;
+using host::PictureRef;
+using host::Storage;
+
+PictureRef adopt(REALpictureStruct* picture) { return Host::adopt<host::Picture>(picture); }
+
+class PictureHelpersTest : public LayoutTest {
+ protected:
+  PictureHelpersTest() { picture->setMask(setup.picture(5, 4, mask, plain())); }
+
+  host::PictureOptions plain() const {
+    host::PictureOptions options = setup.options;
+    options.alpha = false;
+    return options;
+  }
+  // Colours of the top left part of a picture of 5 columns.
+  static Pixels part(const Pixels& pixels, int width, int height) {
+    Pixels result;
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        result.push_back(pixels[static_cast<size_t>(5 * y + x)] & 0xFFFFFF);
+      }
+    }
+    return result;
+  }
+
+  ProbeHost setup{GetParam().options};
+  const Probe::Pictures& pictures = setup.probe.pictures;
+  // Opaque, so that drawing keeps the colours.
+  const Pixels pixels = randomPixels(5, 4, 1);
+  const Pixels mask = randomPixels(5, 4, 2);
+  PictureRef picture = setup.picture(5, 4, pixels);
+};
+
+TEST_P(PictureHelpersTest, ClonesHoldTheTopLeftPartUnscaled) {
+  EXPECT_EQ(colors(adopt(pictures.clone(picture.handle()))), part(pixels, 5, 4));
+  const PictureRef clone = adopt(pictures.clonePart(picture.handle(), 3, 2));
+  EXPECT_EQ(clone->width(), 3);
+  EXPECT_EQ(clone->height(), 2);
+  EXPECT_EQ(colors(clone), part(pixels, 3, 2));
+  EXPECT_FALSE(clone->hasAlpha());
+  EXPECT_EQ(clone->mask(false), nullptr);
+
+  const PictureRef masked = adopt(pictures.cloneWithMask(picture.handle()));
+  EXPECT_EQ(colors(masked), part(pixels, 5, 4));
+  EXPECT_EQ(colors(PictureRef(masked->mask(false))), part(mask, 5, 4));
+  const PictureRef small = adopt(pictures.clonePartWithMask(picture.handle(), 2, 3));
+  EXPECT_EQ(colors(small), part(pixels, 2, 3));
+  EXPECT_EQ(colors(PictureRef(small->mask(false))), part(mask, 2, 3));
+  picture->setMask(nullptr);
+  EXPECT_EQ(adopt(pictures.cloneWithMask(picture.handle()))->mask(false), nullptr);
+}
+
+TEST_P(PictureHelpersTest, ClonesOfNothingAreNil) {
+  EXPECT_FALSE(adopt(pictures.clone(nullptr)));
+  EXPECT_FALSE(adopt(pictures.cloneWithMask(nullptr)));
+  EXPECT_FALSE(adopt(pictures.clonePart(nullptr, 2, 2)));
+  for (const auto& [width, height] : {std::pair(0, 2), {2, 0}, {-1, 2}}) {
+    EXPECT_FALSE(adopt(pictures.clonePart(picture.handle(), width, height)));
+    EXPECT_FALSE(adopt(pictures.clonePartWithMask(picture.handle(), width, height)));
+  }
+  picture->faults.unreadableSize = true;
+  EXPECT_FALSE(adopt(pictures.clone(picture.handle())));
+  EXPECT_FALSE(adopt(pictures.cloneWithMask(picture.handle())));
+}
+
+TEST_P(PictureHelpersTest, ClonesSurviveFailingServices) {
+  for (const char* service :
+       {"newPicture", "pluginPictureGraphicsGetter", "REALLoadObjectMethod", "REALGetPictureMask",
+        "REALLockPictureDescription", "Graphics.DrawPicture", "REALPictureClearCache"}) {
+    for (int call = 1; call <= 3; ++call) {
+      setup.host.failCall(service, call);
+      adopt(pictures.clone(picture.handle()));
+      adopt(pictures.cloneWithMask(picture.handle()));
+      setup.host.restore(service);
+      EXPECT_THAT(setup.host.accounts(), testing::IsEmpty()) << service;
+    }
+  }
+  setup.host.failCall("pluginPictureGraphicsGetter");
+  EXPECT_TRUE(adopt(pictures.clone(picture.handle()))) << "undrawn";
+}
+
+ZVK_ALL_LAYOUTS(PictureHelpersTest);
+
+// --- New pictures
+// ---------------------------------------------------------------------------------
+
+TEST(NewPictures, HaveAnAlphaChannelWhereTheHostCanMakeIt) {
+  const double noNumber = std::numeric_limits<double>::quiet_NaN();
+  for (const auto& [version, makes] :
+       {std::pair(0.0, false), {2011.03, false}, {noNumber, false}, {2011.04, true}}) {
+    host::Settings settings;
+    settings.version = version;
+    ProbeHost setup(settings);
+    const Probe::Pictures& pictures = setup.probe.pictures;
+    EXPECT_EQ(static_cast<bool>(adopt(pictures.makeWithAlpha(3, 2))), makes);
+    const PictureRef picture = adopt(pictures.make(3, 2, 1));
+    ASSERT_TRUE(picture) << "falls back to a plain picture";
+    EXPECT_EQ(picture->hasAlpha(), makes);
+    EXPECT_EQ(pictures.hasAlpha(picture.handle()) != 0, makes);
+    EXPECT_FALSE(adopt(pictures.make(3, 2, 0))->hasAlpha());
+    for (const auto& [width, height] : {std::pair(0, 2), {2, 0}, {-1, 2}, {2, -1}}) {
+      EXPECT_FALSE(adopt(pictures.make(width, height, 1)));
+      EXPECT_FALSE(adopt(pictures.makeWithAlpha(width, height)));
+    }
+  }
+  ProbeHost setup{host::Settings{}};
+  setup.host.settings.alphaPictures = false;
+  EXPECT_FALSE(adopt(setup.probe.pictures.makeWithAlpha(3, 2)));
+  setup.host.failCall("PluginNewInstance");
+  EXPECT_FALSE(adopt(setup.probe.pictures.makeWithAlpha(3, 2)));
+}
+
+// --- Drawing
+// --------------------------------------------------------------------------------------
+
+TEST(DrawPicture, PassesItsTenNumbersToTheHostsMethod) {
+  ProbeHost setup{host::Settings{}};
+  const PictureRef to = setup.host.newPicture(9, 9), from = setup.host.newPicture(9, 9);
+  setup.host.clearCalls();
+  EXPECT_TRUE(setup.probe.pictures.draw(to.handle(), from.handle(), 1, 2, 3, 4, 5, 6, 7, 8));
+  ASSERT_EQ(setup.host.callCount("Graphics.DrawPicture"), 1);
+  for (const host::CallRecord& call : setup.host.calls()) {
+    if (call.name != "Graphics.DrawPicture") continue;
+    EXPECT_THAT(call.arguments, testing::ElementsAre(testing::_, from->name(), "1", "2", "3", "4",
+                                                     "5", "6", "7", "8"));
+  }
+  EXPECT_EQ(setup.host.calls().back().name, "REALUnlockObject") << "graphics are given back";
+}
+
+TEST(DrawPicture, CopiesRecordsWhereTheMethodIsMissing) {
+  for (const double version : {2011.0, 2012.0}) {
+    host::Settings settings = host::Settings::forStorage(Storage::kRecord);
+    settings.version = version;
+    ProbeHost setup(settings);
+    setup.host.withhold("Graphics.DrawPicture");
+    const PictureRef from =
+        setup.host.newPicture(4, 3, randomPixels(4, 3, 5), settings.newPictures);
+    const PictureRef to = setup.host.newPicture(4, 3);
+    EXPECT_TRUE(setup.probe.pictures.draw(to.handle(), from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
+    EXPECT_EQ(colors(to), colors(from));
+    // Old hosts have a service of their own. Nobody knows its parameters: the host reports a call.
+    EXPECT_EQ(setup.host.resolutions("RuntimeGraphicsDrawPicture"), version < 2012.0 ? 1 : 0);
+
+    const PictureRef other = setup.host.newPicture(4, 3);
+    EXPECT_TRUE(setup.probe.pictures.drawOn(nullptr, other.handle(), from.handle(), 0, 0, 4, 3, 0,
+                                            0, 4, 3));
+    EXPECT_EQ(colors(other), colors(from));
+    EXPECT_FALSE(setup.probe.pictures.draw(nullptr, from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
+    EXPECT_FALSE(setup.probe.pictures.draw(to.handle(), nullptr, 0, 0, 4, 3, 0, 0, 4, 3));
+  }
+}
+
+// --- Copying records
+// ------------------------------------------------------------------------------
+
+class OwnCopyTest : public testing::Test {
+ protected:
+  bool copy(const PictureRef& to, const PictureRef& from, int x = 0, int y = 0, int w = 4,
+            int h = 3, int sx = 0, int sy = 0, int sw = 4, int sh = 3) {
+    return setup.probe.pictures.ownCopy(to.handle(), from.handle(), x, y, w, h, sx, sy, sw, sh);
+  }
+  void expectRefused(const PictureRef& target, const PictureRef& source, bool sourceLocks) {
+    const int before = target->cacheClears();
+    EXPECT_FALSE(copy(target, source));
+    EXPECT_EQ(target->cacheClears() - before, sourceLocks) << "cleared once the source was locked";
+    EXPECT_EQ(to->pixels(), Pixels(12, 0xFF000000));
+  }
+
+  ProbeHost setup{host::PictureOptions{.storage = Storage::kRecord, .scatteredRows = true}};
+  PictureRef from = setup.picture(4, 3, randomPixels(4, 3, 9));
+  PictureRef to = setup.picture(4, 3, Pixels(12));
+};
+
+TEST_F(OwnCopyTest, CopiesWholeRowsWithTheirFourthBytes) {
+  std::vector<uint32_t> words = from->words();
+  words[7] |= 0x81000000;
+  from->setWords(words);
+  EXPECT_TRUE(copy(to, from));
+  EXPECT_EQ(to->words(), words);
+  EXPECT_EQ(to->cacheClears(), 1);
+  EXPECT_TRUE(copy(to, from, 0, 0, -7, 900, 0, 0, -7, 900)) << "the copy is always whole";
+  EXPECT_TRUE(copy(to, to));
+
+  std::vector<std::string> order;
+  setup.host.clearCalls();
+  copy(to, from);
+  for (const host::CallRecord& call : setup.host.calls()) {
+    order.push_back(std::string(call.name) + " " + call.arguments[0]);
+  }
+  const std::string a = from->name(), b = to->name();
+  EXPECT_THAT(order, testing::ElementsAre(
+                         "REALLockPictureDescription " + a, "REALLockPictureDescription " + b,
+                         "unlockPictureDescription " + b, "unlockPictureDescription " + a,
+                         "REALPictureClearCache " + b));
+}
+
+TEST_F(OwnCopyTest, RefusesPartsWithoutLockingAnything) {
+  setup.host.clearCalls();
+  EXPECT_FALSE(copy(to, from, 1));
+  EXPECT_FALSE(copy(to, from, 0, 1));
+  EXPECT_FALSE(copy(to, from, 0, 0, 5));
+  EXPECT_FALSE(copy(to, from, 0, 0, 4, 2));
+  EXPECT_FALSE(copy(to, from, 0, 0, 4, 3, 1));
+  EXPECT_FALSE(copy(to, from, 0, 0, 4, 3, 0, -1));
+  EXPECT_FALSE(copy(nullptr, from));
+  EXPECT_FALSE(copy(to, nullptr));
+  EXPECT_TRUE(setup.host.calls().empty());
+}
+
+TEST_F(OwnCopyTest, RefusesWhatItCannotCopy) {
+  expectRefused(setup.picture(4, 2, Pixels(8)), from, true);
+  expectRefused(setup.picture(3, 3, Pixels(9)), from, true);
+  from->record()->type = 1;
+  expectRefused(to, from, true);
+  from->record()->type = 0;
+  uint8_t** rows = std::exchange(to->record()->rowStarts, nullptr);
+  EXPECT_FALSE(copy(to, from));
+  to->record()->rowStarts = rows;
+  from->faults.nullData = true;
+  expectRefused(to, from, true);
+  from->faults = {.kind = 12};
+  expectRefused(to, from, true);
+  from->faults = {.refusedLocks = -1};
+  expectRefused(to, from, false);
+  from->faults = {};
+  to->faults.refusedLocks = -1;
+  expectRefused(to, from, true);
+}
+
+TEST_F(OwnCopyTest, LeavesRowsWithoutMemoryOut) {
+  uint8_t* row = std::exchange(from->record()->rowStarts[1], nullptr);
+  EXPECT_TRUE(copy(to, from));
+  from->record()->rowStarts[1] = row;
+  EXPECT_EQ(to->words()[11], from->words()[11]);
+  EXPECT_EQ(to->words()[5], 0u);
+}
+
+TEST(OwnCopy, GivesLocksBackThatOldHostsKeep) {
+  host::Settings settings;
+  settings.version = 2011.0;
+  ProbeHost setup(settings);
+  const PictureRef a = setup.host.newPicture(2, 2), b = setup.host.newPicture(2, 2);
+  EXPECT_FALSE(setup.probe.pictures.ownCopy(a.handle(), b.handle(), 0, 0, 2, 2, 0, 0, 2, 2));
+  EXPECT_EQ(a->openLocks() + b->openLocks(), 0);
+}
+
+// --- Queries
+// --------------------------------------------------------------------------------------
+
+TEST(PictureQueries, AnswerForNilAndForSilentHosts) {
+  ProbeHost setup{host::Settings{}};
+  const Probe::Pictures& pictures = setup.probe.pictures;
+  const PictureRef picture = setup.host.newPicture(7, 5);
+  EXPECT_EQ(pictures.width(picture.handle()), 7);
+  EXPECT_EQ(pictures.height(picture.handle()), 5);
+  EXPECT_EQ(pictures.width(nullptr) + pictures.height(nullptr) + pictures.lockCount(nullptr), 0);
+  const int references = picture->references();
+  EXPECT_EQ(pictures.lockCount(picture.handle()), references);
+  EXPECT_EQ(adopt(pictures.bitmap(picture.handle())), picture);
+  EXPECT_EQ(pictures.bitmap(nullptr), nullptr);
+  EXPECT_FALSE(pictures.hasAlpha(nullptr));
+  setup.host.failFrom("REALGetPropValueInt");
+  EXPECT_EQ(pictures.width(picture.handle()) + pictures.height(picture.handle()), 0);
+}
+
+}  // namespace
