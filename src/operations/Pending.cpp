@@ -15,10 +15,6 @@ HostBoolean ScrollZVK(REALpictureStruct*, HostLong, HostLong, HostBoolean, HostB
 REALpictureStruct* GetEmbededMask(REALpictureStruct*, HostBoolean) noexcept { return nullptr; }
 void SetEmbededMask(REALpictureStruct*, HostBoolean, REALpictureStruct*) noexcept {}
 HostBoolean PictureHasMask(REALpictureStruct*) noexcept { return false; }
-REALpictureStruct* RenderSamples(REALmemoryBlockStruct*, HostLong, HostLong, HostLong, HostLong,
-                                 HostLong, HostLong, HostLong, HostLong) noexcept {
-  return nullptr;
-}
 REALpictureStruct* ExtractColorRectangleMaskZVK2(REALpictureStruct*) noexcept { return nullptr; }
 REALpictureStruct* ExtractColorRectangleMaskZVK(REALpictureStruct*, HostLong, HostLong, HostLong,
                                                 HostLong) noexcept {

@@ -128,28 +128,39 @@ inline Run readRun(const PictureEditor& e, int32_t x, int32_t count, Word* block
   return {block};
 }
 
+/// Writes f(a, b, ...) of the runs' words to the current row's pixels from column x on; at most a
+/// block of them when the row is packed.
+template <typename F, typename... Runs>
+void writeRun(PictureEditor& writer, int32_t x, int32_t count, F f, Runs... in) noexcept {
+  if (writer.row == nullptr) return;
+  if (!isPacked(writer)) {
+    applyKernel(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f, in...);
+    return;
+  }
+  Word results[kBlock];
+  applyKernel(results, count, 0, f, in...);
+  packTriples(results, writer.row + static_cast<ptrdiff_t>(x) * 3, count);
+}
+
 /// Maps one block of the current rows.
 template <typename F, typename... Readers>
 void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
               const Readers&... readers) noexcept {
-  if (!isPacked(writer) && (!isPacked(readers) && ...)) {
-    applyKernel(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f,
-                Run{reinterpret_cast<const Word*>(readers.row) + x}...);
+  if ((!isPacked(readers) && ...)) {
+    writeRun(writer, x, count, f, Run{reinterpret_cast<const Word*>(readers.row) + x}...);
     return;
   }
   Word sources[sizeof...(Readers)][kBlock];
-  Word results[kBlock];
-  Word* block = sources[0] - kBlock;
-  const auto next = [&block] { return block += kBlock; };
-  Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
+  int32_t taken = 0;
+  const auto next = [&] { return sources[taken++]; };
   // Braces, so that the sources take their blocks from left to right.
-  struct Mapper {
-    Mapper(Word* to, int32_t n, uint32_t top, F g, decltype(readRun(readers, 0, 0, out))... runs) {
-      applyKernel(to, n, top, g, runs...);
+  struct Writer {
+    Writer(PictureEditor& to, int32_t left, int32_t n, F g,
+           decltype(readRun(readers, 0, 0, nullptr))... runs) {
+      writeRun(to, left, n, g, runs...);
     }
   };
-  Mapper{out, count, fourthByte(writer), f, readRun(readers, x, count, next())...};
-  if (isPacked(writer)) packTriples(results, writer.row + static_cast<ptrdiff_t>(x) * 3, count);
+  Writer{writer, x, count, f, readRun(readers, x, count, next())...};
 }
 
 // --- Drivers
