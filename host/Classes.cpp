@@ -17,8 +17,7 @@ bool NameLess::operator()(std::string_view a, std::string_view b) const {
   });
 }
 
-// --- PropertyObject
-// -------------------------------------------------------------------------------
+// --- PropertyObject -----------------------------------------------------------------------------
 
 PropertyObject::PropertyObject(Host& host, std::string_view kind, std::string className,
                                Properties properties)
@@ -60,8 +59,7 @@ void* PropertyObject::method(std::string_view declaration) {
   return isFolderItem ? findMethod(folderItemMethods(), declaration) : nullptr;
 }
 
-// --- Classes and instances
-// ------------------------------------------------------------------------
+// --- Classes and instances ----------------------------------------------------------------------
 
 ClassReference::ClassReference(Host& host, const ClassInfo& info)
     : Object(host, "class", sizeof(HostObjectHeader)), info_(info) {}

@@ -5,8 +5,7 @@ namespace host {
 
 namespace {
 
-// --- Memory blocks
-// --------------------------------------------------------------------------------
+// --- Memory blocks ------------------------------------------------------------------------------
 
 REALmemoryBlockStruct* newBlock(Host& host, int size) {
   return handOut(MemoryBlock::create(host, size, host.settings.placement));
@@ -31,8 +30,7 @@ void constructBlock(Host& host, REALmemoryBlockStruct* handle, HostLong) {
   host.use<MemoryBlock>(handle, "MemoryBlock.Constructor");
 }
 
-// --- Arrays
-// ---------------------------------------------------------------------------------------
+// --- Arrays -------------------------------------------------------------------------------------
 
 HostLong upperBound(Host& host, void* handle) {
   const auto* array = host.use<Array>(handle, "RuntimeUBound");
@@ -94,8 +92,7 @@ void* elementRoutine(Host& host, REALarrayStruct* handle) {
   return array ? kRoutines[static_cast<size_t>(array->type())].*member : nullptr;
 }
 
-// --- Variants
-// -------------------------------------------------------------------------------------
+// --- Variants -----------------------------------------------------------------------------------
 
 REALobjectStruct* box(Host& host, Value value) {
   return handOut<Object>(

@@ -85,8 +85,7 @@ void Graphics::drawRect(const Area& area) {
   fillRect({area.x + area.width - penWidth, area.y, penWidth, area.height});
 }
 
-// --- Lines
-// ----------------------------------------------------------------------------------------
+// --- Lines --------------------------------------------------------------------------------------
 
 void Graphics::drawLine(int x1, int y1, int x2, int y2) {
   const int penWidth = pen("PenWidth"), penHeight = pen("PenHeight");
@@ -121,8 +120,7 @@ void Graphics::drawLine(int x1, int y1, int x2, int y2) {
   });
 }
 
-// --- Ovals and round rectangles
-// -------------------------------------------------------------------
+// --- Ovals and round rectangles -----------------------------------------------------------------
 
 namespace {
 
@@ -192,8 +190,7 @@ void Graphics::drawRoundRect(const Area& area, int arcWidth, int arcHeight) {
   });
 }
 
-// --- Pictures
-// -------------------------------------------------------------------------------------
+// --- Pictures -----------------------------------------------------------------------------------
 
 void Graphics::drawPicture(Picture& source, const Area& to, const Area& from) {
   if (!source.hasStorage() || isEmpty(to) || isEmpty(from)) return;

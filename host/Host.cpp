@@ -78,8 +78,7 @@ Host& Host::current() {
   return *currentHost;
 }
 
-// --- Objects
-// --------------------------------------------------------------------------------------
+// --- Objects ------------------------------------------------------------------------------------
 
 PictureRef Host::newPicture(int width, int height, const PictureOptions& options) {
   return PictureRef(Picture::create(*this, width, height, options));
@@ -156,8 +155,7 @@ Object* Host::useObject(const void* handle, const char* what) {
   return found;
 }
 
-// --- Picture storage
-// ------------------------------------------------------------------------------
+// --- Picture storage ----------------------------------------------------------------------------
 
 std::unique_ptr<PixelStorage> Host::takeStorage(int width, int height,
                                                 const PictureOptions& options) {
@@ -184,8 +182,7 @@ void Host::recycle(std::unique_ptr<PixelStorage> storage) {
   if (settings.recycling && pool_.size() < kPoolLimit) pool_.push_back(std::move(storage));
 }
 
-// --- Services
-// -------------------------------------------------------------------------------------
+// --- Services -----------------------------------------------------------------------------------
 
 std::string CallRecord::text() const {
   std::string text(name);
@@ -237,8 +234,7 @@ std::vector<std::string> Host::callTexts() const {
   return texts;
 }
 
-// --- Accounts
-// -------------------------------------------------------------------------------------
+// --- Accounts -----------------------------------------------------------------------------------
 
 std::vector<std::string> Host::accounts() const {
   std::vector<std::string> problems = problems_;
@@ -293,8 +289,7 @@ std::optional<RaisedException> Host::takeException() {
   return RaisedException{std::string(first->className()), message.text(), message.isNil()};
 }
 
-// --- Classes
-// --------------------------------------------------------------------------------------
+// --- Classes ------------------------------------------------------------------------------------
 
 ClassInfo& Host::addClass(std::string name, std::string superName) {
   classes_.push_back(

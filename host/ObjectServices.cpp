@@ -61,8 +61,7 @@ void* loadGlobalMethod(Host&, void*, const char* declaration) {
   return declaration ? findMethod(globalMethods(), declaration) : nullptr;
 }
 
-// --- Controls and files: objects whose properties a test sets
-// -------------------------------------
+// --- Controls and files: objects whose properties a test sets -----------------------------------
 
 void* eventInstance(Host& host, REALcontrolInstanceStruct* control, REALevent*) {
   Object* object = host.useObject(control, "GetEventInstance");
@@ -110,8 +109,7 @@ REALstringStruct* folderItemPath(Host& host, REALfolderItemStruct* item) {
 // Folder items have no children here; the method tells what kind of object they are.
 REALfolderItemStruct* trueItem(Host&, REALfolderItemStruct*, HostLong) { return nullptr; }
 
-// --- Properties
-// -----------------------------------------------------------------------------------
+// --- Properties ---------------------------------------------------------------------------------
 
 template <typename T>
 bool fetch(const Value& value, T* out) {

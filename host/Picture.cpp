@@ -68,8 +68,7 @@ Graphics* Picture::graphics() {
   return static_cast<Graphics*>(graphics_.get());
 }
 
-// --- Description locks
-// ----------------------------------------------------------------------------
+// --- Description locks --------------------------------------------------------------------------
 
 bool Picture::lockDescription(REALpictureDescription& description, int32_t kind) {
   const bool refused = faults.refusedLocks != 0;
@@ -127,8 +126,7 @@ void* Picture::faultySurface() {
   return faultyContext_;
 }
 
-// --- As an object
-// ---------------------------------------------------------------------------------
+// --- As an object -------------------------------------------------------------------------------
 
 std::string Picture::details() const {
   if (!storage_) return "no pixels";

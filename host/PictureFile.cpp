@@ -28,8 +28,7 @@ std::string takeMessage(GError* error) {
   return text;
 }
 
-// --- Pixels
-// ---------------------------------------------------------------------------------------
+// --- Pixels -------------------------------------------------------------------------------------
 
 uint32_t overWhite(uint32_t pixel) {
   const uint32_t alpha = pixel >> 24;
@@ -92,8 +91,7 @@ const char* formatFor(const std::string& path) {
   throw FileError("cannot write " + path + ": pictures are written as .png, .jpg, .bmp or .tif");
 }
 
-// --- Files
-// ----------------------------------------------------------------------------------------
+// --- Files --------------------------------------------------------------------------------------
 
 // Lets `write` fill a new file beside `path`, which then takes its place.
 void replaceFile(const std::string& path, const std::function<void(int, FILE*)>& write) {

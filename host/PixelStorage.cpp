@@ -13,8 +13,7 @@ namespace {
 constexpr int kOpaque7 = 0x7F;
 constexpr int kDrawableDepth = 24;
 
-// --- cairo
-// ----------------------------------------------------------------------------------------
+// --- cairo --------------------------------------------------------------------------------------
 
 class CairoStorage final : public PixelStorage {
  public:
@@ -61,8 +60,7 @@ class CairoStorage final : public PixelStorage {
   cairo_t* context_ = nullptr;
 };
 
-// --- Pixel records
-// --------------------------------------------------------------------------------
+// --- Pixel records ------------------------------------------------------------------------------
 
 class RecordStorage final : public PixelStorage {
  public:
@@ -157,8 +155,7 @@ class RecordStorage final : public PixelStorage {
   bool complete_ = false;
 };
 
-// --- Drawables
-// ------------------------------------------------------------------------------------
+// --- Drawables ----------------------------------------------------------------------------------
 
 class DrawableStorage final : public PixelStorage {
  public:

@@ -87,8 +87,7 @@ int Method::requiredArguments() const {
   return required;
 }
 
-// --- Loading
-// --------------------------------------------------------------------------------------
+// --- Loading ------------------------------------------------------------------------------------
 
 Plugin::Plugin(const std::string& path) : host_(Host::current()) {
   std::error_code error;
@@ -162,8 +161,7 @@ InstanceRef Plugin::newInstance(std::string_view className) const {
   return instance;
 }
 
-// --- Choosing a method
-// ----------------------------------------------------------------------------
+// --- Choosing a method --------------------------------------------------------------------------
 
 std::vector<const Method*> Plugin::candidates(const Value& self, std::string_view name) const {
   const InstanceRef instance = self.instance();
@@ -199,8 +197,7 @@ const Method& Plugin::choose(const Value& self, std::string_view name, size_t ar
                   " argument(s); it is declared as " + join(declarations, " and "));
 }
 
-// --- Calling
-// --------------------------------------------------------------------------------------
+// --- Calling ------------------------------------------------------------------------------------
 
 CallResult Plugin::invoke(const Method& method, const Value& self,
                           std::vector<Value> arguments) const {

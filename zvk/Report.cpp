@@ -36,8 +36,7 @@ std::string inWords(const Value& value) {
   return string ? value.text() : value.describe();
 }
 
-// --- Bar charts
-// -----------------------------------------------------------------------------------
+// --- Bar charts ---------------------------------------------------------------------------------
 
 constexpr int kColumns = 64, kRows = 6, kSteps = 8;
 constexpr const char* kBars[kSteps + 1] = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
@@ -77,8 +76,7 @@ void printNamed(const host::ByReferenceResult& result) {
   }
 }
 
-// --- JSON
-// -----------------------------------------------------------------------------------------
+// --- JSON ---------------------------------------------------------------------------------------
 
 nlohmann::json toJson(const Value& value) {
   if (value.isBoolean()) return value.boolean();

@@ -59,8 +59,7 @@ using HostResolver = void* (*)(const char* entryName);
 /// The plug-in interface version that this plug-in speaks.
 inline constexpr int32_t kPluginInterfaceVersion = 9;
 
-// --- Text
-// -----------------------------------------------------------------------------------------
+// --- Text ---------------------------------------------------------------------------------------
 
 inline constexpr HostULong kEncodingMacRoman = 0;
 inline constexpr HostULong kEncodingUTF16 = 0x100;
@@ -86,8 +85,7 @@ struct REALstringData {
   uint32_t encoding;
 };
 
-// --- Objects and arrays
-// ---------------------------------------------------------------------------
+// --- Objects and arrays -------------------------------------------------------------------------
 
 /// The part of every host object that plug-ins may look at.
 struct HostObjectHeader {
@@ -103,8 +101,7 @@ struct REALarrayStruct {
   void* elements;  ///< contiguous, each element at its natural width
 };
 
-// --- Pictures
-// -------------------------------------------------------------------------------------
+// --- Pictures -----------------------------------------------------------------------------------
 
 /// Kinds of picture description that a lock can ask for and deliver.
 enum PictureDescriptionKind : int32_t {
@@ -133,8 +130,7 @@ struct HostPixelRecord {
   uint8_t** rowStarts;  ///< entry y is the first byte of row y
 };
 
-// --- Declarations
-// ---------------------------------------------------------------------------------
+// --- Declarations -------------------------------------------------------------------------------
 
 /// A method that the plug-in adds to a class, to a host class or globally.
 struct REALmethodDefinition {

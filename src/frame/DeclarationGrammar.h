@@ -186,8 +186,7 @@ constexpr Declaration asAssignment(Declaration declaration) {
   return declaration;
 }
 
-// --- C++ types of declared values
-// -----------------------------------------------------------------
+// --- C++ types of declared values ---------------------------------------------------------------
 
 template <typename T>
 constexpr bool holds(Type) {

@@ -73,8 +73,7 @@ constexpr int32_t countOf(const Record (&)[count]) noexcept {
   return static_cast<int32_t>(count);
 }
 
-// --- PictureSepiaZVK
-// ------------------------------------------------------------------------------
+// --- PictureSepiaZVK ----------------------------------------------------------------------------
 
 constexpr int32_t kNotMarked = 0;
 
@@ -99,8 +98,7 @@ REALmethodDefinition sepiaMethods[] = {
     InstanceMethod::method<"Run as boolean", &SepiaRun>(kNotMarked),
 };
 
-// --- PictureLut3DZVK
-// ------------------------------------------------------------------------------
+// --- PictureLut3DZVK ----------------------------------------------------------------------------
 
 REALpropertyDefinition lut3DProperties[] = {
     storedProperty("SourcePicture", "Picture", offsetof(Lut3DData, sourcePicture),
@@ -121,8 +119,7 @@ REALmethodDefinition lut3DMethods[] = {
         &Lut3DSetTable>(),
 };
 
-// --- Picture
-// --------------------------------------------------------------------------------------
+// --- Picture ------------------------------------------------------------------------------------
 
 REALmethodDefinition pictureMethods[] = {
     PictureMethod::method<"ColornessZVK(threshold as integer = 10) as double", &ColornessZVK>(

@@ -5,8 +5,7 @@
 
 #include "HostService.h"
 
-// --- Registration and runtime
-// ---------------------------------------------------------------------
+// --- Registration and runtime -------------------------------------------------------------------
 
 void REALRegisterClass(REALclassDefinition* definition) noexcept {
   callHost<"PluginRegisterClass">(definition);
@@ -43,8 +42,7 @@ HostLong REALCallFunctionWithExceptionHandler(void (*function)(void*), void* dat
   return 0;
 }
 
-// --- Objects
-// --------------------------------------------------------------------------------------
+// --- Objects ------------------------------------------------------------------------------------
 
 void REALLockObject(REALobjectStruct* object) noexcept { callHost<"REALLockObject">(object); }
 void REALUnlockObject(REALobjectStruct* object) noexcept { callHost<"REALUnlockObject">(object); }
@@ -78,8 +76,7 @@ void* REALLoadFrameworkMethod(const char* declaration) noexcept {
   return callHost<"REALLoadGlobalMethod", void*>(static_cast<void*>(nullptr), declaration);
 }
 
-// --- Properties
-// -----------------------------------------------------------------------------------
+// --- Properties ---------------------------------------------------------------------------------
 
 namespace {
 
@@ -168,8 +165,7 @@ HostBoolean REALSetPropValue(REALobjectStruct* object, const char* name,
   return setProperty<"REALSetPropValueBoolean">(object, name, value);
 }
 
-// --- Variants
-// -------------------------------------------------------------------------------------
+// --- Variants -----------------------------------------------------------------------------------
 
 REALobjectStruct* REALNewVariantString(REALstringStruct* value) noexcept {
   return callHost<"StringToVariant", REALobjectStruct*>(value);
@@ -199,8 +195,7 @@ REALobjectStruct* REALNewVariantSingle(float value) noexcept {
   return callHost<"SingleToVariant", REALobjectStruct*>(value);
 }
 
-// --- Strings
-// --------------------------------------------------------------------------------------
+// --- Strings ------------------------------------------------------------------------------------
 
 REALstringStruct* originalREALBuildString(const char* bytes, int byteCount) noexcept {
   return callHost<"REALBuildString", REALstringStruct*>(bytes, byteCount);
@@ -296,8 +291,7 @@ void REALDisposeStringData(REALstringData* data) noexcept {
   }
 }
 
-// --- Pictures and graphics
-// ------------------------------------------------------------------------
+// --- Pictures and graphics ----------------------------------------------------------------------
 
 REALpictureStruct* REALNewPicture(HostLong width, HostLong height, HostLong depth) noexcept {
   return callHost<"newPicture", REALpictureStruct*>(width, height, depth);
@@ -351,8 +345,7 @@ void REALSetGraphicsOrigin(REALgraphicsStruct* graphics, HostLong x, HostLong y)
   callHost<"REALSetGraphicsOrigin">(graphics, x, y);
 }
 
-// --- Memory blocks
-// --------------------------------------------------------------------------------
+// --- Memory blocks ------------------------------------------------------------------------------
 
 REALmemoryBlockStruct* REALNewMemoryBlock(int size) noexcept {
   return callHost<"newMemoryBlock", REALmemoryBlockStruct*>(size);
@@ -371,8 +364,7 @@ REALmemoryBlockStruct* REALPtrToMemoryBlock(void* address) noexcept {
   return callHost<"PtrToMemoryBlock", REALmemoryBlockStruct*>(address);
 }
 
-// --- Controls and files
-// ---------------------------------------------------------------------------
+// --- Controls and files -------------------------------------------------------------------------
 
 HostBoolean REALGetControlBounds(REALcontrolInstanceStruct* control, RB::Rect* bounds) noexcept {
   return callHost<"GetControlBounds", HostBoolean>(control, bounds);
@@ -390,8 +382,7 @@ REALstringStruct* REALpathFromFolderItem(REALfolderItemStruct* item) noexcept {
   return callHost<"REALpathFromFolderItem", REALstringStruct*>(item);
 }
 
-// --- Arrays
-// ---------------------------------------------------------------------------------------
+// --- Arrays -------------------------------------------------------------------------------------
 
 HostLong REALGetArrayUBound(void* array) noexcept {
   return callHost<"RuntimeUBound", HostLong>(array);

@@ -8,8 +8,7 @@
 
 #include "Abi.h"
 
-// --- Registration and runtime
-// ---------------------------------------------------------------------
+// --- Registration and runtime -------------------------------------------------------------------
 
 void REALRegisterClass(REALclassDefinition* definition) noexcept;
 void REALRegisterClassExtension(REALclassDefinition* definition) noexcept;
@@ -26,8 +25,7 @@ void REALYieldToRB() noexcept;
 /// directly and returns 0.
 HostLong REALCallFunctionWithExceptionHandler(void (*function)(void*), void* data) noexcept;
 
-// --- Objects
-// --------------------------------------------------------------------------------------
+// --- Objects ------------------------------------------------------------------------------------
 
 void REALLockObject(REALobjectStruct* object) noexcept;
 void REALUnlockObject(REALobjectStruct* object) noexcept;
@@ -48,8 +46,7 @@ void* REALLoadObjectMethod(REALobjectStruct* object, const char* declaration) no
 /// Address of the host language's global method with exactly this declaration, or null.
 void* REALLoadFrameworkMethod(const char* declaration) noexcept;
 
-// --- Properties
-// -----------------------------------------------------------------------------------
+// --- Properties ---------------------------------------------------------------------------------
 
 /// Each reads a property into `*value` and returns true, or leaves `*value` alone and returns
 /// false.
@@ -85,8 +82,7 @@ HostBoolean REALSetPropValue(REALobjectStruct* object, const char* name, long lo
 HostBoolean REALSetPropValue(REALobjectStruct* object, const char* name,
                              HostBoolean value) noexcept;
 
-// --- Variants: each makes a new variant object with one reference for the caller
-// ------------------
+// --- Variants: each makes a new variant object with one reference for the caller ----------------
 
 REALobjectStruct* REALNewVariantString(REALstringStruct* value) noexcept;
 REALobjectStruct* REALNewVariantInteger(HostLong value) noexcept;
@@ -98,8 +94,7 @@ REALobjectStruct* REALNewVariantInt64(long long value) noexcept;
 REALobjectStruct* REALNewVariantUInt64(unsigned long long value) noexcept;
 REALobjectStruct* REALNewVariantSingle(float value) noexcept;
 
-// --- Strings
-// --------------------------------------------------------------------------------------
+// --- Strings ------------------------------------------------------------------------------------
 
 /// A new string of these bytes with one reference for the caller, or null.
 REALstringStruct* originalREALBuildString(const char* bytes, int byteCount) noexcept;
@@ -123,8 +118,7 @@ HostBoolean REALGetStringData(REALstringStruct* string, HostULong encoding,
 /// Releases what REALGetStringData has filled.
 void REALDisposeStringData(REALstringData* data) noexcept;
 
-// --- Pictures and graphics
-// ------------------------------------------------------------------------
+// --- Pictures and graphics ----------------------------------------------------------------------
 
 /// A new picture with one reference for the caller, or null. Sizes in pixels, depth in bits.
 REALpictureStruct* REALNewPicture(HostLong width, HostLong height, HostLong depth) noexcept;
@@ -156,8 +150,7 @@ void* REALGraphicsDC(REALgraphicsStruct* graphics) noexcept;
 void REALGetGraphicsOrigin(REALgraphicsStruct* graphics, HostLong* x, HostLong* y) noexcept;
 void REALSetGraphicsOrigin(REALgraphicsStruct* graphics, HostLong x, HostLong y) noexcept;
 
-// --- Memory blocks
-// --------------------------------------------------------------------------------
+// --- Memory blocks ------------------------------------------------------------------------------
 
 /// A new block of `size` bytes with one reference for the caller, or null.
 REALmemoryBlockStruct* REALNewMemoryBlock(int size) noexcept;
@@ -168,8 +161,7 @@ HostLong REALMemoryBlockGetSize(REALmemoryBlockStruct* block) noexcept;
 bool hostTellsMemoryBlockSizes() noexcept;
 REALmemoryBlockStruct* REALPtrToMemoryBlock(void* address) noexcept;
 
-// --- Controls and files
-// ---------------------------------------------------------------------------
+// --- Controls and files -------------------------------------------------------------------------
 
 HostBoolean REALGetControlBounds(REALcontrolInstanceStruct* control, RB::Rect* bounds) noexcept;
 REALgraphicsStruct* REALGetControlGraphics(REALcontrolInstanceStruct* control) noexcept;
@@ -177,8 +169,7 @@ REALobjectStruct* REALGetControlWindow(REALcontrolInstanceStruct* control) noexc
 HostBoolean REALGetTabPanelVisible(REALcontrolInstanceStruct* control) noexcept;
 REALstringStruct* REALpathFromFolderItem(REALfolderItemStruct* item) noexcept;
 
-// --- Arrays
-// ---------------------------------------------------------------------------------------
+// --- Arrays -------------------------------------------------------------------------------------
 
 /// The index of the array's last element.
 HostLong REALGetArrayUBound(void* array) noexcept;
@@ -228,8 +219,7 @@ void REALSetArrayValue(REALarrayStruct* array, HostLong index, double value) noe
 void REALSetArrayValue(REALarrayStruct* array, HostLong index, REALstringStruct* value) noexcept;
 void REALSetArrayValue(REALarrayStruct* array, HostLong index, REALobjectStruct* value) noexcept;
 
-// --- Handles as objects
-// ---------------------------------------------------------------------------
+// --- Handles as objects -------------------------------------------------------------------------
 
 inline REALobjectStruct* asObject(REALpictureStruct* picture) noexcept {
   return reinterpret_cast<REALobjectStruct*>(picture);

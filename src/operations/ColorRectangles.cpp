@@ -26,8 +26,7 @@ constexpr Cells cellAt(int32_t x) noexcept { return Cells{1} << bitOf(x); }
 constexpr Cells cellsFrom(int32_t x) noexcept { return ~Cells{0} << bitOf(x); }
 constexpr Cells cellsUpTo(int32_t x) noexcept { return ~Cells{0} >> (kCells - 1 - bitOf(x)); }
 
-// --- Classification
-// ---------------------------------------------------------------------------
+// --- Classification -----------------------------------------------------------------------------
 
 /// 0 exactly for grey pixels: their channels are alike.
 constexpr uint32_t channelDifferences(uint32_t word) noexcept {
@@ -69,8 +68,7 @@ ZVK_CLONES void classify(const Word* words, int32_t count, Cells* cells) noexcep
   }
 }
 
-// --- Boxes
-// ------------------------------------------------------------------------------------
+// --- Boxes --------------------------------------------------------------------------------------
 
 /// Inclusive bounds.
 struct Box {
@@ -220,8 +218,7 @@ void BoxFinder::findAll() noexcept {
   }
 }
 
-// --- The result
-// -------------------------------------------------------------------------------
+// --- The result ---------------------------------------------------------------------------------
 
 /// Black where the cells are set, else white.
 ZVK_CLONES void drawCells(const Cells* cells, int32_t count, Word* out, uint32_t top) noexcept {

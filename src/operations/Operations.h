@@ -18,8 +18,7 @@
 
 #include "frame/Abi.h"
 
-// --- Inversion (Inversion.cpp) (alpha as source)
-// --------------------------------------------------
+// --- Inversion (Inversion.cpp) (alpha as source) ------------------------------------------------
 
 /// 255 - v in every channel.
 ZVK_EXPORT REALpictureStruct* InvertPicture2(REALpictureStruct* self) noexcept;
@@ -35,8 +34,7 @@ ZVK_EXPORT REALpictureStruct* InvertGrayPicture(REALpictureStruct* self, HostLon
                                                 HostLong top, HostLong width,
                                                 HostLong height) noexcept;
 
-// --- Scrolling (Scrolling.cpp)
-// --------------------------------------------------------------------
+// --- Scrolling (Scrolling.cpp) ------------------------------------------------------------------
 
 /// Shifts the picture's own pixels down by `delta` rows (up when negative), wrapping around or
 /// filling with 0xFF bytes; with `scrollmask`, the separate mask first. True when done. A picture
@@ -52,8 +50,7 @@ ZVK_EXPORT HostBoolean ScrollHorizontalZVK(REALpictureStruct* self, HostLong del
 ZVK_EXPORT HostBoolean ScrollZVK(REALpictureStruct* self, HostLong deltaX, HostLong deltaY,
                                  HostBoolean wrap, HostBoolean scrollmask) noexcept;
 
-// --- Embedded mask (EmbeddedMask.cpp)
-// -------------------------------------------------------------
+// --- Embedded mask (EmbeddedMask.cpp) -----------------------------------------------------------
 
 /// The alpha channel as a grey picture: 255 where opaque, everywhere for pictures without one. With
 /// `swap`, 255 - v.
@@ -65,8 +62,7 @@ ZVK_EXPORT void SetEmbededMask(REALpictureStruct* self, HostBoolean swap,
 /// Whether the picture has a separate mask picture.
 HostBoolean PictureHasMask(REALpictureStruct* self) noexcept;
 
-// --- Binary string (BinaryString.cpp)
-// -------------------------------------------------------------
+// --- Binary string (BinaryString.cpp) -----------------------------------------------------------
 
 /// The picture as a string of bytes: a header of 40 bytes ("PPIC"), then red, green and blue of
 /// every pixel from the top left. Nil when the string would exceed 2^31 - 1 bytes.
@@ -106,15 +102,13 @@ ZVK_EXPORT REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* s
 ZVK_EXPORT REALpictureStruct* TransformPicture(REALpictureStruct* self, double a,
                                                double b) noexcept;
 
-// --- Saturation (Saturation.cpp) (alpha as source)
-// ------------------------------------------------
+// --- Saturation (Saturation.cpp) (alpha as source) ----------------------------------------------
 
 /// mean + (v - mean) * (Amount + 255) / 255 in whole numbers, the division truncating toward zero;
 /// mean is (red + green + blue) / 3. Amount 0 changes nothing, -255 leaves grey.
 ZVK_EXPORT REALpictureStruct* SaturationPicture(REALpictureStruct* self, HostLong amount) noexcept;
 
-// --- Channel composition (Channels.cpp)
-// -----------------------------------------------------------
+// --- Channel composition (Channels.cpp) ---------------------------------------------------------
 
 /// Red of the first, blue of the second and green of the third picture; nil unless all have one
 /// size.
@@ -132,15 +126,13 @@ ZVK_EXPORT REALpictureStruct* ReplaceGreenChannel(REALpictureStruct* self,
 ZVK_EXPORT REALpictureStruct* ReplaceBlueChannel(REALpictureStruct* self,
                                                  REALpictureStruct* channel) noexcept;
 
-// --- Tint (Tint.cpp) (alpha as source)
-// ------------------------------------------------------------
+// --- Tint (Tint.cpp) (alpha as source) ----------------------------------------------------------
 
 /// L = sum of v * GreyBase channel / 255 over the channels; result L * SepiaBase channel / 255.
 ZVK_EXPORT REALpictureStruct* TintPicture(REALpictureStruct* source, HostLong greyBase,
                                           HostLong sepiaBase) noexcept;
 
-// --- Sample rendering (SampleRendering.cpp)
-// -------------------------------------------------------
+// --- Sample rendering (SampleRendering.cpp) -----------------------------------------------------
 
 /// A waveform picture of `sampleCount` pairs of signed bytes. Below 1, the count is taken from the
 /// block, the height is 500 and the width is the count. `smooth` n weighs each new value by
@@ -151,8 +143,7 @@ ZVK_EXPORT REALpictureStruct* RenderSamples(REALmemoryBlockStruct* samples, Host
                                             HostLong outlineWidth, HostLong backColor,
                                             HostLong foreColor, HostLong outLineColor) noexcept;
 
-// --- Colour counting and mapping (Colors.cpp)
-// -----------------------------------------------------
+// --- Colour counting and mapping (Colors.cpp) ---------------------------------------------------
 
 /// Number of pixels of exactly this colour.
 ZVK_EXPORT HostLong CountColorZVK(REALpictureStruct* self, HostLong color) noexcept;
@@ -176,8 +167,7 @@ ZVK_EXPORT REALpictureStruct* ExtractColorZVK(REALpictureStruct* self, HostLong 
                                               HostLong replaceWithColor,
                                               HostLong backGroundColor) noexcept;
 
-// --- Colour rectangle mask (ColorRectangles.cpp)
-// --------------------------------------------------
+// --- Colour rectangle mask (ColorRectangles.cpp) ------------------------------------------------
 
 /// A white picture in which a black box covers each group of coloured (non-grey) pixels.
 ZVK_EXPORT REALpictureStruct* ExtractColorRectangleMaskZVK2(REALpictureStruct* self) noexcept;
@@ -186,8 +176,7 @@ ZVK_EXPORT REALpictureStruct* ExtractColorRectangleMaskZVK(REALpictureStruct* se
                                                            HostLong top, HostLong width,
                                                            HostLong height) noexcept;
 
-// --- Picture tests (PictureTests.cpp)
-// -------------------------------------------------------------
+// --- Picture tests (PictureTests.cpp) -----------------------------------------------------------
 
 /// Whether every pixel is white (black); an empty rectangle is both. A negative width or height
 /// stands for the picture's.
@@ -201,8 +190,7 @@ ZVK_EXPORT HostBoolean isBlack(REALpictureStruct* self, HostLong left, HostLong 
 /// leaving out dark ones (no channel above 29).
 ZVK_EXPORT double ColornessZVK(REALpictureStruct* self, HostLong threshold) noexcept;
 
-// --- Picture search (PictureSearch.cpp)
-// -----------------------------------------------------------
+// --- Picture search (PictureSearch.cpp) ---------------------------------------------------------
 
 /// Whether `needle` stands in `self`, pixel for pixel by red, green and blue; `*x`, `*y` receive
 /// the place of its first copy in reading order, else 0.

@@ -56,8 +56,7 @@ int32_t runLength(const PictureEditor& e, int32_t count) noexcept {
   return isPacked(e) ? std::min(kBlock, count) : count;
 }
 
-// --- Choice of the anchor
-// -----------------------------------------------------------------------
+// --- Choice of the anchor -----------------------------------------------------------------------
 
 /// Calls visit(words, count, x, y) for pieces spread over all of a picture, until it returns false.
 /// At most `rows` rows and `columns` <= kBlock pixels of each are visited; a smaller picture is
@@ -115,8 +114,7 @@ Anchor rarestPixel(const PictureEditor& needle, const PictureEditor& haystack) n
   return rarest;
 }
 
-// --- The search
-// -------------------------------------------------------------------------------
+// --- The search ---------------------------------------------------------------------------------
 
 class Search {
  public:
@@ -229,8 +227,7 @@ bool Search::find(Place& place) noexcept {
   return outcome == Outcome::kFound;
 }
 
-// --- Hashes of windows
-// ------------------------------------------------------------------------
+// --- Hashes of windows --------------------------------------------------------------------------
 
 // All hashes are sums modulo 2^32 of pixels, each times a power of an odd constant for its row and
 // of another one for its column.

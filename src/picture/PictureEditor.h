@@ -105,8 +105,7 @@ inline void NextRow(PictureEditor& e) noexcept {
   e.row = e.y >= e.height ? e.base : rowAddress(e, e.y);
 }
 
-// --- Editors that close themselves
-// ----------------------------------------------------------------
+// --- Editors that close themselves --------------------------------------------------------------
 
 /// A reader over the life of a scope.
 class ScopedReader {

@@ -27,8 +27,8 @@ int32_t integerProperty(REALpictureStruct* picture, const char* name) noexcept {
   return REALGetPropValue(asObject(picture), name, &value) ? static_cast<int32_t>(value) : 0;
 }
 
-/// Old hosts are asked for a drawing service of their own. What parameters it takes is not known, so
-/// it is never called.
+/// Old hosts are asked for a drawing service of their own. What parameters it takes is not known,
+/// so it is never called.
 void askForOldDrawingService() noexcept {
   constexpr FixedString kEntry = "RuntimeGraphicsDrawPicture";
   if (rbversion < kCleanLockVersion) serviceSlot<kEntry, void()>.resolve(kEntry.text);

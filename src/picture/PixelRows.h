@@ -50,8 +50,7 @@ struct IsColor {
   bool operator()(uint32_t word) const noexcept { return (word & kColorBits) == color; }
 };
 
-// --- Regions
-// --------------------------------------------------------------------------------------
+// --- Regions ------------------------------------------------------------------------------------
 
 /// Columns left..right - 1 of rows top..bottom - 1.
 struct Region {
@@ -83,8 +82,7 @@ inline void seekRow(PictureEditor& e, int32_t y) noexcept {
   e.row = rowAddress(e, y);
 }
 
-// --- Runs of words
-// --------------------------------------------------------------------------------
+// --- Runs of words ------------------------------------------------------------------------------
 
 /// Pixels of byte-triple rows are handled in blocks of this many, which stay in the nearest cache.
 inline constexpr int32_t kBlock = 512;
@@ -143,33 +141,43 @@ inline Run readRun(const PictureEditor& e, int32_t x, int32_t count, Word* block
   return readRun(e, e.row, x, count, block);
 }
 
+/// Writes f(a, b, ...) of the runs' words to the current row's pixels from column x on; at most a
+/// block of them when the row is packed.
+template <typename F, typename... Runs>
+void writeRun(PictureEditor& writer, int32_t x, int32_t count, F f, Runs... in) noexcept {
+  if (writer.row == nullptr) return;
+  if (!isPacked(writer)) {
+    applyKernel(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f, in...);
+    return;
+  }
+  Word results[kBlock];
+  applyKernel(results, count, 0, f, in...);
+  packTriples(results, writer.row + static_cast<ptrdiff_t>(x) * 3, count);
+}
+
 /// Maps one block of the current rows.
 template <typename F, typename... Readers>
 void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
               const Readers&... readers) noexcept {
-  if (!isPacked(writer) && (!isPacked(readers) && ...)) {
-    applyKernel(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f,
-                Run{reinterpret_cast<const Word*>(readers.row) + x}...);
+  if ((!isPacked(readers) && ...)) {
+    writeRun(writer, x, count, f, Run{reinterpret_cast<const Word*>(readers.row) + x}...);
     return;
   }
   // One block more than there are sources, so that there may be none.
   Word sources[sizeof...(Readers) + 1][kBlock];
-  Word results[kBlock];
   Word(*block)[kBlock] = sources;
   [[maybe_unused]] const auto next = [&block] { return *block++; };
-  Word* out = isPacked(writer) ? results : reinterpret_cast<Word*>(writer.row) + x;
   // Braces, so that the sources take their blocks from left to right.
-  struct Mapper {
-    Mapper(Word* to, int32_t n, uint32_t top, F g, decltype(readRun(readers, 0, 0, out))... runs) {
-      applyKernel(to, n, top, g, runs...);
+  struct Writer {
+    Writer(PictureEditor& to, int32_t left, int32_t n, F g,
+           decltype(readRun(readers, 0, 0, nullptr))... runs) {
+      writeRun(to, left, n, g, runs...);
     }
   };
-  Mapper{out, count, fourthByte(writer), f, readRun(readers, x, count, next())...};
-  if (isPacked(writer)) packTriples(results, writer.row + static_cast<ptrdiff_t>(x) * 3, count);
+  Writer{writer, x, count, f, readRun(readers, x, count, next())...};
 }
 
-// --- Drivers
-// --------------------------------------------------------------------------------------
+// --- Drivers ------------------------------------------------------------------------------------
 
 /// Writes f(a, b, ...) of the readers' pixels at the same place to the writer, within the region
 /// and within all of the pictures. Without readers, f() fills the region.
@@ -254,8 +262,7 @@ bool allPixels(PictureEditor& reader, const Region& region, F f) noexcept {
   });
 }
 
-// --- Frames of operations
-// -------------------------------------------------------------------------
+// --- Frames of operations -----------------------------------------------------------------------
 
 /// The frame of an operation with one source and a result of its size, with an alpha channel when
 /// the source has one: maps the region of the reader's pixels that `regionOf(editor)` names.

@@ -71,8 +71,7 @@ TEST(DeclarationGrammar, RefusesWhatIsNoDeclaration) {
   for (const char* text : texts) EXPECT_EQ(understood(text), "malformed") << text;
 }
 
-// --- Holding routines against declarations
-// ----------------------------------------------------------
+// --- Holding routines against declarations ------------------------------------------------------
 
 template <typename Routine, typename... Self>
 bool fits(std::string_view text) {

@@ -9,8 +9,7 @@ namespace {
 
 using namespace test;
 
-// --- Wrappers, with a resolver of the test's own
-// --------------------------------------------------
+// --- Wrappers, with a resolver of the test's own ------------------------------------------------
 
 /// The probe in no host at all: nothing has been resolved yet.
 class BareProbe {
@@ -101,8 +100,7 @@ TEST(HostServices, HostFunctionsCalledDirectlyOrNotAtAll) {
   EXPECT_EQ(second, "Beep");
 }
 
-// --- String data
-// ----------------------------------------------------------------------------------
+// --- String data --------------------------------------------------------------------------------
 
 constexpr const char* kStringDataServices[] = {"PluginGetStringData", "PluginDisposeStringData"};
 
@@ -175,8 +173,7 @@ TEST_F(StringData, TakesStringsForMacRomanOnHostsThatCannotTell) {
   EXPECT_EQ(setup.host.callCount("REALConvertString"), 0);
 }
 
-// --- Array elements
-// -------------------------------------------------------------------------------
+// --- Array elements -----------------------------------------------------------------------------
 
 template <typename T>
 struct ElementCase {

@@ -19,8 +19,7 @@ constexpr bool kThirtyTwoBits = true;
 constexpr bool kThirtyTwoBits = false;
 #endif
 
-// --- Reading records word by word, as the host does
-// ------------------------------------------------
+// --- Reading records word by word, as the host does ---------------------------------------------
 
 /// Where a word of a record lies, and whether it holds an address.
 struct Word {
@@ -132,8 +131,7 @@ class RoutineNames {
   std::map<uintptr_t, std::string> internal_;
 };
 
-// --- The listing of all records
-// -------------------------------------------------------------------
+// --- The listing of all records -----------------------------------------------------------------
 
 class Listing {
  public:
@@ -196,8 +194,7 @@ TEST(Registration, RecordsHoldExactlyTheDeclarations) {
   EXPECT_EQ(listing(setup.host.registrations), text.str());
 }
 
-// --- Start-up
-// -------------------------------------------------------------------------------------
+// --- Start-up -----------------------------------------------------------------------------------
 
 std::vector<std::string> startUpCalls(const host::Host& host) {
   std::vector<std::string> calls;
@@ -299,8 +296,7 @@ TEST(Registration, MapsMarkersFromHostVersion2010_029On) {
   }
 }
 
-// --- Helpers of start-up
-// --------------------------------------------------------------------------
+// --- Helpers of start-up ------------------------------------------------------------------------
 
 constexpr int32_t kBoth = 0xC0000;
 

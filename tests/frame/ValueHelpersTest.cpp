@@ -23,8 +23,7 @@ class ValueHelpers : public testing::Test {
   const Probe::Values& values = setup.probe.values;
 };
 
-// --- Building strings
-// -----------------------------------------------------------------------------
+// --- Building strings ---------------------------------------------------------------------------
 
 TEST_F(ValueHelpers, StringsCarryTheirBytesAndEncoding) {
   for (const HostULong encoding :
@@ -90,8 +89,7 @@ TEST_F(ValueHelpers, TextEndsAtItsZeroOrItsLimit) {
   EXPECT_EQ(values.utf32(L""), nullptr);
 }
 
-// --- Encodings
-// ------------------------------------------------------------------------------------
+// --- Encodings ----------------------------------------------------------------------------------
 
 TEST_F(ValueHelpers, FastConversionConvertsOnlyWhenNeeded) {
   const StringRef ascii = setup.host.newString("abc", kEncodingASCII);
@@ -157,8 +155,7 @@ TEST_F(ValueHelpers, FourCharacterCodesGoBothWays) {
   }
 }
 
-// --- Exceptions
-// -----------------------------------------------------------------------------------
+// --- Exceptions ---------------------------------------------------------------------------------
 
 TEST_F(ValueHelpers, ExceptionsAreRaisedAndThenGetTheirMessage) {
   setup.host.clearCalls();
@@ -191,8 +188,7 @@ TEST_F(ValueHelpers, ExceptionsAreRaisedAndThenGetTheirMessage) {
   EXPECT_FALSE(setup.host.takeException());
 }
 
-// --- Objects and blocks
-// ---------------------------------------------------------------------------
+// --- Objects and blocks -------------------------------------------------------------------------
 
 TEST_F(ValueHelpers, TellObjectsApart) {
   const host::BlockRef block = setup.host.newBlock(4);

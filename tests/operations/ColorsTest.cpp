@@ -47,8 +47,7 @@ TEST_P(ColorsTest, CountsReplacesAndExtractsOneColour) {
   }
 }
 
-// --- Histograms
-// -----------------------------------------------------------------------------------
+// --- Histograms ---------------------------------------------------------------------------------
 
 Counters countersOf(const BlockRef& block) {
   Counters counters(static_cast<size_t>(block->size()) / 4);
@@ -141,8 +140,7 @@ TEST(HistogramTest, RefusesShortBlocksAndPicturesItCannotRead) {
   EXPECT_TRUE(unmade.red && !unmade.blue && unmade.green);
 }
 
-// --- Tables
-// ---------------------------------------------------------------------------------------
+// --- Tables -------------------------------------------------------------------------------------
 
 BlockRef table(PluginHost& setup, const std::function<int(int)>& f) {
   BlockRef block = setup.host.newBlock(256, host::Placement::kGuarded);

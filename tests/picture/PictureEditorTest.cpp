@@ -86,8 +86,7 @@ Pixels readThrough(const Probe::Editors& editors, PictureEditor& e) {
   return result;
 }
 
-// --- Readers
-// --------------------------------------------------------------------------------------
+// --- Readers ------------------------------------------------------------------------------------
 
 TEST_P(PictureEditorTest, ReaderShowsGeometryAndPixels) {
   const PictureRef picture = source();
@@ -166,8 +165,7 @@ TEST_P(PictureEditorTest, InPlaceEditorsChangeThePictureItself) {
   EXPECT_FALSE(editors.plainReader(e, nullptr));
 }
 
-// --- Writers
-// --------------------------------------------------------------------------------------
+// --- Writers ------------------------------------------------------------------------------------
 
 TEST_P(PictureEditorTest, WritersAskTheHostInOrder) {
   const PictureRef picture = source();
@@ -270,8 +268,7 @@ TEST_P(PictureEditorTest, TargetsAreWrittenIntoWhereTheyAreLargeEnough) {
   EXPECT_FALSE(opens(target.handle(), 5, 3));
 }
 
-// --- Damaged pictures
-// -----------------------------------------------------------------------------
+// --- Damaged pictures ---------------------------------------------------------------------------
 
 struct Damage {
   const char* what;
@@ -342,8 +339,7 @@ TEST_P(PictureEditorTest, UnreadableAlphaCountsAsNone) {
   editors.closeReader(e);
 }
 
-// --- Old hosts
-// ------------------------------------------------------------------------------------
+// --- Old hosts ----------------------------------------------------------------------------------
 
 // They keep a description locked when they refuse it.
 TEST_P(PictureEditorTest, LocksOfOldHostsAreGivenBack) {
@@ -363,8 +359,7 @@ TEST_P(PictureEditorTest, LocksOfOldHostsAreGivenBack) {
 
 ZVK_ALL_LAYOUTS(PictureEditorTest);
 
-// --- What kind of application runs
-// -----------------------------------------------------------------
+// --- What kind of application runs --------------------------------------------------------------
 
 TEST(ApplicationDetection, FollowsTheClassesOrTheFirstPicture) {
   const struct {
@@ -432,8 +427,7 @@ TEST(ApplicationDetection, RecordsWithAlphaAreFoundAfterCairoRefused) {
   setup.probe.editors.closeReader(e);
 }
 
-// --- Drawn copies
-// ---------------------------------------------------------------------------------
+// --- Drawn copies -------------------------------------------------------------------------------
 
 class DrawnCopy : public testing::Test {
  protected:
@@ -477,8 +471,7 @@ TEST_F(DrawnCopy, IsMadeOnlyOnce) {
   EXPECT_EQ(setup.host.callCount("newPicture"), 1);
 }
 
-// --- Pictures with alpha channel
-// -------------------------------------------------------------------
+// --- Pictures with alpha channel ----------------------------------------------------------------
 
 TEST(AlphaWriter, NeedsAHostThatMakesSuchPictures) {
   const struct {
@@ -524,8 +517,7 @@ TEST(AlphaWriter, FailsWithoutInstanceConstructorOrPixels) {
   EXPECT_FALSE(setup.probe.editors.alphaWriter(e, 3, 2));
 }
 
-// --- Buffer writers and the format table
-// -----------------------------------------------------------
+// --- Buffer writers and the format table --------------------------------------------------------
 
 TEST(BufferWriter, IsBlackAndBecomesAPicture) {
   ProbeHost setup{host::Settings{}};

@@ -89,8 +89,7 @@ TEST_P(PictureHelpersTest, ClonesSurviveFailingServices) {
 
 ZVK_ALL_LAYOUTS(PictureHelpersTest);
 
-// --- New pictures
-// ---------------------------------------------------------------------------------
+// --- New pictures -------------------------------------------------------------------------------
 
 TEST(NewPictures, HaveAnAlphaChannelWhereTheHostCanMakeIt) {
   const double noNumber = std::numeric_limits<double>::quiet_NaN();
@@ -118,8 +117,7 @@ TEST(NewPictures, HaveAnAlphaChannelWhereTheHostCanMakeIt) {
   EXPECT_FALSE(adopt(setup.probe.pictures.makeWithAlpha(3, 2)));
 }
 
-// --- Drawing
-// --------------------------------------------------------------------------------------
+// --- Drawing ------------------------------------------------------------------------------------
 
 TEST(DrawPicture, PassesItsTenNumbersToTheHostsMethod) {
   ProbeHost setup{host::Settings{}};
@@ -158,8 +156,7 @@ TEST(DrawPicture, CopiesRecordsWhereTheMethodIsMissing) {
   }
 }
 
-// --- Copying records
-// ------------------------------------------------------------------------------
+// --- Copying records ----------------------------------------------------------------------------
 
 class OwnCopyTest : public testing::Test {
  protected:
@@ -252,8 +249,7 @@ TEST(OwnCopy, GivesLocksBackThatOldHostsKeep) {
   EXPECT_EQ(a->openLocks() + b->openLocks(), 0);
 }
 
-// --- Queries
-// --------------------------------------------------------------------------------------
+// --- Queries ------------------------------------------------------------------------------------
 
 TEST(PictureQueries, AnswerForNilAndForSilentHosts) {
   ProbeHost setup{host::Settings{}};

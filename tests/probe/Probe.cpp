@@ -10,12 +10,12 @@
 #include "frame/HostServices.h"
 #include "frame/PluginMain.h"
 #include "frame/ValueHelpers.h"
+#include "operations/SampleRendering.h"
 #include "picture/PictureHelpers.h"
 
 namespace {
 
-// --- Service wrappers
-// -----------------------------------------------------------------------------
+// --- Service wrappers ---------------------------------------------------------------------------
 
 void doNothing(void*) {}
 
@@ -216,8 +216,7 @@ const ServiceProbe kWrappers[] = {
     service<"RuntimeArrayCreateSingleDimBoundedArray", &REALCreateArray>(),
 };
 
-// --- Arrays
-// ---------------------------------------------------------------------------------------
+// --- Arrays -------------------------------------------------------------------------------------
 
 /// The routines for exactly T, without conversions.
 template <typename T, bool inserts, bool sets>
@@ -309,4 +308,8 @@ const Probe zvkProbe = {
                  .hasAlpha = &PictureHasAlphaChannel,
                  .lockCount = &GetPictureLockCount},
     .toolkits = {.loadGdk = &LoadGTK, .loadCairo = &LoadCairo},
+    .waveform = {.drawWuLine = &DrawWuLine,
+                 .outlineRed = &gOutLineColorR,
+                 .outlineGreen = &gOutLineColorG,
+                 .outlineBlue = &gOutLineColorB},
 };

@@ -133,4 +133,9 @@ struct Probe {
     bool (*loadGdk)() noexcept;
     bool (*loadCairo)() noexcept;
   } toolkits;
+
+  struct Waveform {
+    void (*drawWuLine)(PictureEditor&, int32_t, int32_t, int32_t, int32_t) noexcept;
+    int32_t *outlineRed, *outlineGreen, *outlineBlue;
+  } waveform;
 };

@@ -1,0 +1,406 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "Support.h"
+#include "picture/PictureEditor.h"
+#include "probe/Probe.h"
+
+namespace {
+
+using namespace test;
+using host::BlockRef;
+using host::Color;
+using host::PictureRef;
+using host::Placement;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr Color kBack{0x102030}, kFore{0xA0B0C0}, kOutline{0xF04020};
+
+struct Request {
+  int count = 0, smooth = 1, width = 0, height = 0, outline = 0;
+};
+
+PictureRef render(PluginHost& setup, const BlockRef& block, const Request& r) {
+  return setup.plugin.callGlobal("RenderSamplesZVK", block, r.count, r.smooth, r.width, r.height,
+                                 r.outline, kBack, kFore, kOutline);
+}
+
+PictureRef render(PluginHost& setup, const Bytes& bytes, const Request& r) {
+  return render(setup, setup.host.newBlock(bytes, Placement::kGuarded), r);
+}
+
+// --- The plain model ----------------------------------------------------------------------------
+
+struct Canvas {
+  int width, height;
+  Pixels pixels;
+
+  Canvas(int w, int h, uint32_t color)
+      : width(w), height(h), pixels(static_cast<size_t>(w) * static_cast<size_t>(h), color) {}
+
+  uint32_t& at(int x, int y) {
+    return pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
+  }
+  void blend(int x, int y, int weight) {
+    if (x < 0 || y < 0 || x >= width || y >= height) return;
+    const Rgb outline = rgbOf(kOutline.rgb), old = rgbOf(at(x, y));
+    const auto mix = [&](int o, int p) { return (o * (255 - weight) + p * weight) / 255; };
+    at(x, y) = opaque(mix(outline.red, old.red), mix(outline.green, old.green),
+                      mix(outline.blue, old.blue)) &
+               0xFFFFFF;
+  }
+};
+
+/// Wu's line with its wrapping 16-bit accumulator, one pixel after the other.
+void wuLine(Canvas& canvas, int x0, int y0, int x1, int y1) {
+  if (y0 > y1) std::swap(x0, x1), std::swap(y0, y1);
+  canvas.blend(x0, y0, 0);
+  const int xdir = x1 < x0 ? -1 : 1;
+  const auto dx = static_cast<uint16_t>(std::abs(x1 - x0)), dy = static_cast<uint16_t>(y1 - y0);
+  if (dx == 0 || dy == 0 || dx == dy) {
+    while (x0 != x1 || y0 != y1) {
+      if (dx != 0) x0 += xdir;
+      if (dy != 0) ++y0;
+      canvas.blend(x0, y0, 0);
+    }
+    return;
+  }
+  const bool steep = dy > dx;
+  const auto step = static_cast<uint16_t>(steep ? dx * 65536U / dy : dy * 65536U / dx);
+  uint16_t accumulator = 0;
+  for (int i = std::max(dx, dy) - 1; i > 0; --i) {
+    const uint16_t old = accumulator;
+    accumulator = static_cast<uint16_t>(accumulator + step);
+    const bool wrapped = accumulator <= old;
+    if (steep || wrapped) ++y0;
+    if (!steep || wrapped) x0 += xdir;
+    const int weight = accumulator / 256;
+    canvas.blend(x0, y0, weight);
+    canvas.blend(steep ? x0 + xdir : x0, steep ? y0 : y0 + 1, 255 - weight);
+  }
+  canvas.blend(x1, y1, 0);
+}
+
+struct Series {
+  std::vector<double> a, b;  ///< rows
+};
+
+double rowOf(double mid, double value) {
+  return std::isfinite(value) ? std::clamp(std::trunc(mid + value), -32768.0, 32767.0) : mid;
+}
+
+Series modelRows(const Bytes& bytes, const Request& r) {
+  const int64_t records = static_cast<int64_t>(bytes.size()) / 2;
+  const auto value = [&](int64_t k, int which) {
+    return static_cast<double>(static_cast<int8_t>(bytes[static_cast<size_t>(2 * k + which)]));
+  };
+  const double a = 2.0 / (r.smooth + 1.0);
+  double eA = records > 0 ? value(0, 1) : 0, eB = records > 0 ? value(0, 0) : 0, peak = 100;
+  Series series{std::vector<double>(static_cast<size_t>(r.width)),
+                std::vector<double>(static_cast<size_t>(r.width))};
+  series.a[0] = eA, series.b[0] = eB;
+  for (int64_t k = 1; k <= r.count && k <= std::max<int64_t>(records, 1); ++k) {
+    if (k < records) {
+      eA = eA * (1 - a) + value(k, 0) * a;
+      eB = eB * (1 - a) + value(k, 1) * a;
+      if (eB > peak) peak = eB;
+    }
+    const auto column = static_cast<size_t>((k - 1) * r.width / r.count);
+    series.a[column] = eA, series.b[column] = eB;
+  }
+  for (auto* values : {&series.a, &series.b}) {
+    for (double& v : *values) v = rowOf(r.height / 2, v * 0.5 / peak * r.height);
+  }
+  return series;
+}
+
+Pixels model(const Bytes& bytes, Request r) {
+  if (r.count < 1) r.count = static_cast<int>(bytes.size() / 2);
+  if (r.height < 1) r.height = 500;
+  if (r.width < 1) r.width = r.count;
+  const Series rows = modelRows(bytes, r);
+  const int mid = r.height / 2;
+  Canvas canvas(r.width, r.height, kBack.rgb);
+  for (int x = 0; x < r.width; ++x) {
+    for (const auto* series : {&rows.a, &rows.b}) {
+      const int y = static_cast<int>((*series)[static_cast<size_t>(x)]);
+      for (int i = std::max(0, std::min(y, mid)); i <= std::min(r.height - 1, std::max(y, mid));
+           ++i) {
+        canvas.at(x, i) = kFore.rgb;
+      }
+    }
+  }
+  int fromX = 0, fromA = mid, fromB = mid;
+  for (int x = 0; x < r.width && r.outline == 1; ++x) {
+    const int yA = static_cast<int>(rows.a[static_cast<size_t>(x)]);
+    const int yB = static_cast<int>(rows.b[static_cast<size_t>(x)]);
+    wuLine(canvas, fromX, fromA, x, yA);
+    wuLine(canvas, fromX, fromB, x, yB);
+    fromX = x, fromA = yA, fromB = yB;
+  }
+  return canvas.pixels;
+}
+
+/// Noise, a decaying swing, or full swings from sample to sample.
+Bytes samples(size_t size, uint32_t seed) {
+  std::mt19937 random(seed);
+  Bytes bytes(size);
+  for (size_t i = 0; i < size; ++i) {
+    switch (seed % 3) {
+      case 0:
+        bytes[i] = static_cast<uint8_t>(random());
+        break;
+      case 1:
+        bytes[i] = static_cast<uint8_t>(static_cast<int8_t>(
+            120 * std::sin(0.05 * static_cast<double>(i)) *
+            std::exp(-4.0 * static_cast<double>(i) / static_cast<double>(size))));
+        break;
+      default:
+        bytes[i] = i / 2 % 2 == 0 ? 0x80 : 0x7F;
+        break;
+    }
+  }
+  return bytes;
+}
+
+// --- Pictures against the model -----------------------------------------------------------------
+
+class SampleRenderingTest : public LayoutTest {
+ protected:
+  void expectModel(PluginHost& setup, const Bytes& bytes, const Request& r) {
+    const PictureRef picture = render(setup, bytes, r);
+    ASSERT_TRUE(picture);
+    ASSERT_TRUE(colors(picture) == model(bytes, r))
+        << bytes.size() << " bytes, count " << r.count << ", smooth " << r.smooth << ", " << r.width
+        << " x " << r.height;
+  }
+};
+
+TEST_P(SampleRenderingTest, DrawsTheModelsPictureAtEverySmoothing) {
+  PluginHost setup(GetParam().options);
+  for (int smooth = -3; smooth <= 50; ++smooth) {
+    const auto seed = static_cast<uint32_t>(smooth + 3);
+    expectModel(setup, samples(1201, seed),
+                {.smooth = smooth, .width = 61, .height = 90, .outline = smooth & 1});
+  }
+}
+
+// Fewer samples than columns, more, and as many; fewer and more than the block, which ends at an
+// unreadable page, holds; widths around the blocks that rows are written in.
+TEST_P(SampleRenderingTest, MapsAnyCountOntoAnyWidth) {
+  PluginHost setup(GetParam().options);
+  const Bytes bytes = samples(402, 4);
+  for (size_t size = 0; size <= 7; ++size) {
+    for (const int count : {0, 1, 3, 50}) {
+      expectModel(setup, samples(size, 6 + static_cast<uint32_t>(size) * 3),
+                  {.count = count, .smooth = 3, .width = 20, .height = 20, .outline = 1});
+    }
+  }
+  for (const int count : {0, 1, 2, 40, 199, 200, 201, 202, 300, 2'147'483'647}) {
+    for (const int width : {1, 7, 512, 513}) {
+      expectModel(setup, bytes,
+                  {.count = count, .smooth = 2, .width = width, .height = 33, .outline = 1});
+    }
+  }
+  expectModel(setup, bytes, {.count = 5, .smooth = 2, .width = 32'767, .height = 1});
+  expectModel(setup, bytes, {.count = 5, .smooth = 2, .width = 2, .height = 32'767, .outline = 1});
+}
+
+ZVK_ALL_LAYOUTS(SampleRenderingTest);
+
+TEST(SampleRendering, FollowsProductsBeyond32BitsExactly) {
+  PluginHost setup(host::PictureOptions{});
+  for (const uint32_t seed : {0U, 1U}) {
+    const Bytes bytes = samples(2'000'003, seed);
+    const Request request{.smooth = 9, .width = 32'000, .height = 10};
+    EXPECT_TRUE(colors(render(setup, bytes, request)) == model(bytes, request));
+  }
+}
+
+TEST(SampleRendering, SilenceAfterSoundStaysExact) {
+  PluginHost setup(host::PictureOptions{});
+  Bytes bytes(60'000);
+  for (size_t i = 0; i < 600; ++i) bytes[i] = i % 2 == 0 ? 0x7F : 0x80;
+  bytes[59'000] = 90;
+  for (const int smooth : {2, 20, 500}) {
+    const Request request{.smooth = smooth, .width = 3'000, .height = 1'000, .outline = 1};
+    EXPECT_TRUE(colors(render(setup, bytes, request)) == model(bytes, request)) << smooth;
+  }
+}
+
+// --- Pictures worked out by hand ----------------------------------------------------------------
+
+/// The rows of a column that have the colour, as "first-last".
+std::string rowsOf(const PictureRef& picture, int x, Color color) {
+  const Pixels pixels = colors(picture);
+  int first = -1, last = -1;
+  for (int y = 0; y < picture->height(); ++y) {
+    if (pixels[static_cast<size_t>(y * picture->width() + x)] != color.rgb) continue;
+    if (first < 0) first = y;
+    last = y;
+  }
+  return std::to_string(first) + "-" + std::to_string(last);
+}
+
+TEST(SampleRendering, BandsStandWhereTheFormulaPutsThem) {
+  PluginHost setup(host::PictureOptions{});
+  const Bytes rising{0, 0, 100, 50, 100, 50};
+  PictureRef picture = render(setup, rising, {.count = 2, .smooth = 3, .width = 2, .height = 100});
+  EXPECT_EQ(rowsOf(picture, 0, kFore), "50-75");
+  EXPECT_EQ(rowsOf(picture, 1, kFore), "50-87");
+
+  // The first series starts from the second byte of the first record.
+  picture = render(setup, Bytes{0, 100, 0, 0, 0, 0},
+                   {.count = 1, .smooth = 3, .width = 1, .height = 100});
+  EXPECT_EQ(rowsOf(picture, 0, kFore), "50-75");
+
+  // A second series that reaches 120 is scaled to half the height; the first one may exceed it.
+  picture = render(setup, Bytes{0, 0, 0x80, 120, 127, 120, 0, 0},
+                   {.count = 3, .width = 3, .height = 240});
+  EXPECT_EQ(rowsOf(picture, 0, kFore), "0-239");
+  EXPECT_EQ(rowsOf(picture, 1, kFore), "120-239");
+  EXPECT_EQ(rowsOf(picture, 2, kFore), "120-120");
+}
+
+TEST(SampleRendering, MissingSizesComeFromTheBlock) {
+  PluginHost setup(host::PictureOptions{});
+  const PictureRef picture =
+      render(setup, Bytes(301), {.count = -1, .width = -5, .height = 0, .outline = 1});
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->width(), 150);
+  EXPECT_EQ(picture->height(), 500);
+  for (const int x : {0, 149}) EXPECT_EQ(rowsOf(picture, x, kOutline), "250-250");
+}
+
+// --- Lines --------------------------------------------------------------------------------------
+
+Pixels drawnLine(PluginHost& setup, int size, int x0, int y0, int x1, int y1) {
+  const auto* probe = static_cast<const Probe*>(setup.plugin.symbol("zvkProbe"));
+  const Rgb color = rgbOf(kOutline.rgb);
+  *probe->waveform.outlineRed = color.red;
+  *probe->waveform.outlineGreen = color.green;
+  *probe->waveform.outlineBlue = color.blue;
+  const PictureRef picture = setup.host.newPicture(size, size);
+  using Open = HostBoolean(PictureEditor&, REALpictureStruct*) noexcept;
+  using Close = void(PictureEditor&) noexcept;
+  PictureEditor editor;
+  EXPECT_TRUE(setup.plugin.routine<Open>(
+      "_Z16GetPictureEditorR13PictureEditorP17REALpictureStruct")(editor, picture.handle()));
+  probe->waveform.drawWuLine(editor, x0, y0, x1, y1);
+  setup.plugin.routine<Close>("_Z18ClosePictureEditorR13PictureEditor")(editor);
+  return colors(picture);
+}
+
+TEST(WuLine, SharesEachStepBetweenTwoPixels) {
+  PluginHost setup(host::PictureOptions{}, ZVK_PROBE_FILE);
+  Canvas expected(5, 5, 0);
+  const struct {
+    int x, y, weight;
+  } touched[] = {{0, 0, 0},   {1, 0, 64},  {1, 1, 191}, {2, 0, 128},
+                 {2, 1, 127}, {3, 0, 192}, {3, 1, 63},  {4, 1, 0}};
+  for (const auto& pixel : touched) expected.blend(pixel.x, pixel.y, pixel.weight);
+  EXPECT_EQ(drawnLine(setup, 5, 0, 0, 4, 1), expected.pixels);
+  EXPECT_EQ(drawnLine(setup, 5, 4, 1, 0, 0), expected.pixels);
+}
+
+// Most of the lines lie partly or far outside.
+TEST(WuLine, DrawsEveryDirectionAsTheAccumulatorDoes) {
+  PluginHost setup(host::PictureOptions{}, ZVK_PROBE_FILE);
+  std::mt19937 random(5);
+  for (int i = 0; i < 600; ++i) {
+    const int reach = i % 4 == 0 ? 30'000 : 40;
+    const auto coordinate = [&] {
+      return static_cast<int>(random() % (2U * static_cast<unsigned>(reach))) - reach / 2;
+    };
+    const int x0 = coordinate(), y0 = coordinate();
+    const int x1 = i % 5 == 0 ? x0 : coordinate(), y1 = i % 7 == 0 ? y0 : coordinate();
+    Canvas expected(20, 20, 0);
+    wuLine(expected, x0, y0, x1, y1);
+    ASSERT_EQ(drawnLine(setup, 20, x0, y0, x1, y1), expected.pixels)
+        << x0 << "," << y0 << " to " << x1 << "," << y1;
+  }
+}
+
+// --- Outlines by the host's pen -----------------------------------------------------------------
+
+class ThickOutlineTest : public LayoutTest {};
+
+TEST_P(ThickOutlineTest, DrawsBothSeriesInTurnCentredOnTheirRows) {
+  PluginHost setup(GetParam().options);
+  const Bytes bytes{0, 0, 100, 50, 100, 50};
+  setup.host.clearCalls();
+  const PictureRef picture =
+      render(setup, bytes, {.count = 2, .smooth = 3, .width = 2, .height = 100, .outline = 5});
+  std::vector<std::string> calls = setup.host.callTexts();
+  calls.erase(calls.begin(), std::find_if(calls.begin(), calls.end(), [](const std::string& call) {
+                return call.starts_with("pluginPictureGraphicsGetter");
+              }));
+  const auto line = [](const char* ends) {
+    return testing::AllOf(HasSubstr("RuntimeGraphicsDrawLine"), HasSubstr(ends));
+  };
+  EXPECT_THAT(calls, ElementsAre(HasSubstr("pluginPictureGraphicsGetter(" + picture->name()),
+                                 HasSubstr("\"ForeColor\", " + std::to_string(kOutline.rgb)),
+                                 HasSubstr("\"PenHeight\", 5"), HasSubstr("\"PenWidth\", 5"),
+                                 line(", -2, 48, -2, 73)"), line(", -2, 48, -2, 60)"),
+                                 line(", -2, 73, -1, 85)"), line(", -2, 60, -1, 66)"),
+                                 HasSubstr("REALUnlockObject(graphics")));
+  // The second line's pen reaches into column 0 too.
+  EXPECT_EQ(rowsOf(picture, 0, kOutline), "48-89");
+}
+
+TEST_P(ThickOutlineTest, WithoutGraphicsThePictureHasNoOutline) {
+  PluginHost setup(GetParam().options);
+  const Bytes bytes = samples(200, 0);
+  const Pixels plain = colors(render(setup, bytes, {.width = 30, .height = 40}));
+  EXPECT_NE(colors(render(setup, bytes, {.width = 30, .height = 40, .outline = 2})), plain);
+  setup.host.failCall("pluginPictureGraphicsGetter");
+  EXPECT_EQ(colors(render(setup, bytes, {.width = 30, .height = 40, .outline = 2})), plain);
+  EXPECT_EQ(colors(render(setup, bytes, {.width = 30, .height = 40, .outline = -1})), plain);
+}
+
+ZVK_ALL_LAYOUTS(ThickOutlineTest);
+
+// --- Failures -----------------------------------------------------------------------------------
+
+TEST(SampleRendering, NilSamplesRaise) {
+  PluginHost setup(host::PictureOptions{});
+  try {
+    setup.plugin.callGlobal("RenderSamplesZVK", nullptr, 0, 1, 10, 10, 0);
+    FAIL() << "nothing was raised";
+  } catch (const host::ExceptionRaised& raised) {
+    EXPECT_EQ(raised.exception().className, "NilObjectException");
+    EXPECT_EQ(raised.exception().message, "memoryblock is nil");
+  }
+}
+
+TEST(SampleRendering, ImpossiblePicturesAreNil) {
+  PluginHost setup(host::PictureOptions{});
+  const BlockRef block = setup.host.newBlock(samples(100, 0));
+  for (const int size : {32'768, 268'435'453, 268'435'454, 2'147'483'647}) {
+    EXPECT_FALSE(render(setup, block, {.width = size, .height = 1})) << "width " << size;
+    EXPECT_FALSE(render(setup, block, {.width = 1, .height = size})) << "height " << size;
+    EXPECT_FALSE(render(setup, block, {.count = size, .height = 1})) << "count " << size;
+  }
+  EXPECT_FALSE(render(setup, setup.host.newBlock(1), {}));
+  setup.host.failCall("newPicture");
+  EXPECT_FALSE(render(setup, block, {}));
+  block->hideAddress = true;
+  EXPECT_FALSE(render(setup, block, {}));
+}
+
+// Without the service for sizes a count that the program names is all there is to go by.
+TEST(SampleRendering, HostsThatTellNoSizesLeaveTheCountToTheProgram) {
+  PluginHost setup(host::PictureOptions{});
+  setup.host.withhold("memoryBlockGetSize");
+  const Bytes bytes = samples(100, 0);
+  EXPECT_FALSE(render(setup, bytes, {}));
+  EXPECT_EQ(colors(render(setup, bytes, {.count = 50, .width = 9, .height = 9})),
+            model(bytes, {.count = 50, .width = 9, .height = 9}));
+}
+
+}  // namespace
