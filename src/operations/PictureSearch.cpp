@@ -144,7 +144,7 @@ class Search {
   int64_t compared_ = 0;    ///< work done on comparing, in pixels
 };
 
-/// What starting a comparison costs, in compared pixels.
+/// What starting to compare a row costs, in compared pixels.
 constexpr int64_t kStartCost = 64;
 
 bool Search::rowMatches(int32_t x, const uint8_t* row, const uint8_t* needleRow) noexcept {
@@ -193,7 +193,8 @@ Search::Outcome Search::scanRow(const Anchor& anchor, int32_t y, int64_t limit,
   return Outcome::kAbsent;
 }
 
-/// Looks wherever the anchor is, from row `place.y` on; `place` says where it ended.
+/// Looks wherever the anchor is, from row `from` on. When that becomes too dear, `place.y` is the
+/// row reached.
 Search::Outcome Search::scan(const Anchor& anchor, int32_t from, bool limited,
                              Place& place) noexcept {
   // Comparing may cost half of what scanning does before the hashes, which cost several times as
@@ -357,10 +358,11 @@ HostBoolean FindPicture(REALpictureStruct* self, REALpictureStruct* needle, Host
                         HostLong* y) noexcept {
   if (x == nullptr || y == nullptr) return false;
   *x = *y = 0;
+  const auto hasPixels = [](const ScopedReader& r) { return r.width() > 0 && r.height() > 0; };
   ScopedReader haystack(self);
   if (!haystack) return false;
   ScopedReader wanted(needle);
-  if (!wanted || wanted.width() < 1 || wanted.height() < 1) return false;
+  if (!wanted || !hasPixels(haystack) || !hasPixels(wanted)) return false;
   Place place{0, 0};
   if (!Search(haystack.editor(), wanted.editor()).find(place)) return false;
   *x = place.x;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <limits>
 #include <random>
 #include <utility>
 
@@ -197,8 +198,8 @@ TEST_P(PictureSearchTest, ReportsNothingAtZero) {
   EXPECT_EQ(search(setup, locked, picture), nothing);
 }
 
-// Rows that the host does not deliver match nothing.
-TEST(PictureSearchRows, PassesOverMissingRows) {
+// Rows that the host does not deliver match nothing, and neither do sizes below 1.
+TEST(PictureSearchRecords, PassesOverMissingRowsAndEmptySizes) {
   const host::PictureOptions options{.storage = host::Storage::kRecord, .scatteredRows = true};
   PluginHost setup(options);
   const Grid haystack = nearlyAlike(200, 100, 2, 9);
@@ -214,6 +215,14 @@ TEST(PictureSearchRows, PassesOverMissingRows) {
   uint8_t* const needleRow = std::exchange(needleRows[1], nullptr);
   EXPECT_FALSE(search(setup, picture, needle).found);
   needleRows[1] = needleRow;
+
+  for (const PictureRef& empty : {picture, needle}) {
+    for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
+      empty->faults.width = size;
+      EXPECT_EQ(search(setup, picture, needle), (Found{false, 0, 0}));
+    }
+    empty->faults.width.reset();
+  }
 }
 
 }  // namespace
