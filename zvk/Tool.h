@@ -40,6 +40,15 @@ struct RunOptions {
   bool json = false;
 };
 
+struct WaveformOptions {
+  std::string input, output;
+  int width = 1000, height = 500;
+  int smooth = 1;
+  int outline = 0;
+  std::string back, fore, outlineColor;  ///< &cRRGGBB; empty for what the method declares
+  bool samples = false;  ///< every sample as it is, instead of each column's extremes
+};
+
 /// Settings of a host as the options ask for it. Throws InputError when the storage cannot be had.
 host::Settings hostSettings(const CommonOptions& options);
 
@@ -50,5 +59,6 @@ bool reportAccounts(const host::Host& host);
 /// host's exceptions.
 int list(const CommonOptions& common);
 int run(const CommonOptions& common, const RunOptions& options);
+int waveform(const CommonOptions& common, const WaveformOptions& options);
 
 }  // namespace zvk

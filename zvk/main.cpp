@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 
 #include "Tool.h"
 #include "host/Plugin.h"
@@ -37,13 +38,42 @@ constexpr const char* kCallHelp =
     "byref arguments may be left out; what they give is printed, as is every result that is not a "
     "picture.";
 
+void addWaveformOptions(CLI::App& sub, zvk::WaveformOptions& options) {
+  constexpr int kLargestSide = 32767;
+  const CLI::Range side(1, kLargestSide);
+  sub.add_option("IN", options.input, "a recording: WAV, FLAC or Ogg")->required();
+  sub.add_option("-o,--output", options.output, "file for the picture")->required();
+  sub.add_option("--width", options.width, "columns")->check(side)->capture_default_str();
+  sub.add_option("--height", options.height, "rows")->check(side)->capture_default_str();
+  sub.add_option("--smooth", options.smooth,
+                 "how far back the moving average looks, in columns or samples; 1: not at all")
+      ->capture_default_str();
+  sub.add_option("--outline", options.outline, "width of the outline; 0 for none")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  const struct {
+    const char *name, *what;
+    std::string& value;
+  } colors[] = {{"--back", "background", options.back},
+                {"--fore", "bands", options.fore},
+                {"--outline-color", "outline", options.outlineColor}};
+  for (const auto& color : colors) {
+    sub.add_option(color.name, color.value, std::string("colour of the ") + color.what)
+        ->type_name("&cRRGGBB");
+  }
+  sub.add_flag("--samples", options.samples,
+               "hands over every sample, left and right (a single channel twice), instead of the "
+               "lowest and the highest one of each column's time");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   using namespace zvk;
   CommonOptions common;
   RunOptions runOptions;
-  int (*command)(const CommonOptions&, const RunOptions&) = nullptr;
+  WaveformOptions waveformOptions;
+  std::function<int()> command;
 
   CLI::App app("Tries the PictureZVK plug-in out, inside a stand-in host.", "zvk");
   app.require_subcommand(1);
@@ -55,9 +85,7 @@ int main(int argc, char** argv) {
 
   CLI::App* listing = app.add_subcommand("list", "shows everything that the plug-in declares");
   addCommon(listing);
-  listing->callback([&] {
-    command = [](const CommonOptions& options, const RunOptions&) { return list(options); };
-  });
+  listing->callback([&] { command = [&] { return list(common); }; });
 
   CLI::App* running = app.add_subcommand("run", "applies calls to a picture, one after another");
   addCommon(running);
@@ -72,15 +100,24 @@ int main(int argc, char** argv) {
     storages[std::string(host::kStorageNames[i])] = static_cast<host::Storage>(i);
   }
   std::string storageName(host::kStorageNames[0]);
-  running->add_option("--storage", storageName, "where the host keeps pictures")
-      ->check(CLI::IsMember(storages));
-  running->callback([&] { command = run; });
+  const auto addStorage = [&](CLI::App* sub) {
+    sub->add_option("--storage", storageName, "where the host keeps pictures")
+        ->check(CLI::IsMember(storages));
+  };
+  addStorage(running);
+  running->callback([&] { command = [&] { return run(common, runOptions); }; });
+
+  CLI::App* drawing = app.add_subcommand("waveform", "draws a recording as a waveform picture");
+  addCommon(drawing);
+  addStorage(drawing);
+  addWaveformOptions(*drawing, waveformOptions);
+  drawing->callback([&] { command = [&] { return waveform(common, waveformOptions); }; });
 
   try {
     app.parse(argc, argv);
     common.storage = storages.at(storageName);
     if (common.plugin.empty()) common.plugin = defaultPlugin(argv[0]);
-    return command(common, runOptions);
+    return command();
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     fprintf(stderr, "zvk: %s\n", error.what());
