@@ -39,11 +39,11 @@ struct Job {
   int scrollBy = 100;
   uint32_t color = kKeyColor;               ///< that is looked for
   std::vector<uint8_t> triples;             ///< bytes red, green, blue of `first`
+  int pairs = 10'000'000;                   ///< sample pairs to make
   std::vector<int8_t> samples;              ///< pairs
   std::vector<std::shared_ptr<void>> kept;  ///< what lives as long as the job
 
   void fillTriples();
-  int pairCount() const { return static_cast<int>(samples.size() / 2); }
 };
 
 /// Output of the 3D table at a grid point, 0..255 for red, green, blue; the same formula between

@@ -273,13 +273,12 @@ PluginCall runTable(Stage& stage, const PictureRef& source, Job&) {
 // --- Sample pairs
 // ---------------------------------------------------------------------------------
 
-constexpr int kPairs = 10'000'000;
 constexpr int kWaveWidth = 1000, kWaveHeight = 500;
 
 void samplePairs(Job& job) {
   std::minstd_rand random(3);
-  job.samples.reserve(2 * kPairs);
-  for (int i = 0; i < 2 * kPairs; ++i) {
+  job.samples.reserve(2 * job.pairs);
+  for (int i = 0; i < 2 * job.pairs; ++i) {
     const int loudness = 20 + i / 80'000 % 90;
     const int value = static_cast<int>(random() % 256) - 128;
     job.samples.push_back(static_cast<int8_t>(value * loudness / 128));
@@ -292,7 +291,7 @@ PluginCall drawSamples(Stage& stage, const PictureRef&, Job& job) {
                            HostLong, HostLong, HostLong);
   constexpr int kSmooth = 8, kOutline = 1;
   auto* routine = stage.routine<Routine>("RenderSamplesZVK");
-  return {.picture = [=, block = stage.host().newBlock(bytes), count = job.pairCount()] {
+  return {.picture = [=, block = stage.host().newBlock(bytes), count = job.pairs] {
     return routine(block.handle(), count, kSmooth, kWaveWidth, kWaveHeight, kOutline, 0x88B5C4,
                    0x274C5A, 0x203F4E);
   }};

@@ -158,7 +158,7 @@ void runRow(benchmark::State& state, const Row& row) {
   Prepared p;
   prepare(stage, row, p);
   const bool samples = row.operation->subject == Subject::kSamples;
-  const double units = samples ? p.job.pairCount() : double(p.job.first.count());
+  const double units = samples ? p.job.pairs : double(p.job.first.count());
   state.counters["goal"] = row.operation->goal;
   state.counters["goal ns"] = row.operation->goalTime;
   std::vector<Contestant> contestants;

@@ -170,9 +170,9 @@ PeerCall scrollColumns(const Job& job) { return scroll(job, "hpos", job.first.wi
 PeerCall waveform(const Job& job) {
   constexpr int kChunk = 65536;
   auto frames = std::make_shared<std::vector<Frame>>();
-  for (int at = 0; at < job.pairCount(); at += kChunk) {
+  for (int at = 0; at < job.pairs; at += kChunk) {
     const Frame frame = newFrame();
-    frame->nb_samples = std::min(kChunk, job.pairCount() - at);
+    frame->nb_samples = std::min(kChunk, job.pairs - at);
     frame->format = AV_SAMPLE_FMT_U8;
     frame->sample_rate = 44100;
     frame->ch_layout = AV_CHANNEL_LAYOUT_STEREO;
