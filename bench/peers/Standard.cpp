@@ -1,0 +1,151 @@
+// The C and C++ standard libraries.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "Peers.h"
+
+namespace bench {
+
+namespace {
+
+constexpr uint32_t kOpaque = 0xFF000000;
+
+PeerCall count(const Job& job) {
+  return {[first = job.first, color = kOpaque | job.color] {
+    keep(std::count(first.words, first.words + first.count(), color));
+  }};
+}
+
+PeerCall compareShifted(const Job& job) {
+  return {[first = job.first] {
+    const bool same = memcmp(first.words, first.words + 1, first.byteCount() - 4) == 0;
+    keep(same && first.words[0] == 0xFFFFFFFF);
+  }};
+}
+
+PeerCall replaceCopy(const Job& job) {
+  return {[first = job.first, target = job.target] {
+            std::replace_copy(first.words, first.words + first.count(), target.words,
+                              kOpaque | kKeyColor, kOpaque | kNewColor);
+          },
+          job.target.words};
+}
+
+PeerCall extract(const Job& job) {
+  return {[first = job.first, target = job.target] {
+            std::transform(first.words, first.words + first.count(), target.words, [](uint32_t p) {
+              return p == (kOpaque | kKeyColor) ? kOpaque | kNewColor : 0xFFFFFFFF;
+            });
+          },
+          job.target.words};
+}
+
+// Where the needle's other rows stand too.
+bool othersMatch(const Image& hay, const Image& needle, int x, int y) {
+  for (int row = 1; row < needle.height; ++row) {
+    if (memcmp(hay.row(y + row) + x, needle.row(row), size_t(needle.rowBytes())) != 0) return false;
+  }
+  return true;
+}
+
+// Both look for the needle's first row in each row. `find` gives a column or -1.
+template <typename Find>
+int64_t searchRows(const Image& hay, const Image& needle, Find find) {
+  for (int y = 0; y + needle.height <= hay.height; ++y) {
+    for (int x = 0; x + needle.width <= hay.width; ++x) {
+      x = find(hay.row(y), x);
+      if (x < 0) break;
+      if (othersMatch(hay, needle, x, y)) return int64_t{y} * hay.width + x;
+    }
+  }
+  return -1;
+}
+
+int64_t searchStandard(const Image& hay, const Image& needle) {
+  return searchRows(hay, needle, [&](const uint32_t* row, int from) {
+    const uint32_t* end = row + hay.width;
+    const uint32_t* found = std::search(row + from, end, needle.words, needle.words + needle.width);
+    return found == end ? -1 : static_cast<int>(found - row);
+  });
+}
+
+int64_t searchMemmem(const Image& hay, const Image& needle) {
+  return searchRows(hay, needle, [&](const uint32_t* row, int from) {
+    const auto* bytes = reinterpret_cast<const char*>(row);
+    ptrdiff_t at = ptrdiff_t{from} * 4;
+    const void* found;
+    do {
+      found = memmem(bytes + at, static_cast<size_t>(hay.rowBytes() - at), needle.words,
+                     static_cast<size_t>(needle.rowBytes()));
+      if (found == nullptr) return -1;
+      at = static_cast<const char*>(found) - bytes;
+    } while (at++ % 4 != 0);
+    return static_cast<int>((at - 1) / 4);
+  });
+}
+
+template <auto search>
+PeerCall searchFor(const Job& job) {
+  return {[hay = job.first, needle = job.needle] { keep(search(hay, needle)); }};
+}
+
+// Its time grows with the square of the size here, so it gets a part of the picture.
+PeerCall searchPart(const Job& job) {
+  const Size part{500, 375, ""};
+  auto pixels = std::make_shared<Pixels>(makePixels(Scene::kFlat, part, 0));
+  return {.run =
+              [=, needle = job.needle] {
+                keep(searchStandard({pixels->data(), part.width, part.height}, needle));
+              },
+          .units = double(part.width) * part.height};
+}
+
+std::function<void()> startWithFirst(const Job& job) {
+  return [=, first = job.first, target = job.target] {
+    memcpy(target.words, first.words, first.byteCount());
+  };
+}
+
+PeerCall scrollRows(const Job& job) {
+  auto saved = std::make_shared<Pixels>(size_t(job.scrollBy) * job.target.width);
+  return {[=, image = job.target, by = job.scrollBy] {
+            const size_t moved = size_t(by) * image.rowBytes(), rest = image.byteCount() - moved;
+            memcpy(saved->data(), image.bytes() + rest, moved);
+            memmove(image.bytes() + moved, image.words, rest);
+            memcpy(image.words, saved->data(), moved);
+          },
+          job.target.words, startWithFirst(job)};
+}
+
+PeerCall scrollColumns(const Job& job) {
+  auto saved = std::make_shared<Pixels>(job.scrollBy);
+  return {[=, image = job.target, by = job.scrollBy] {
+            const size_t moved = size_t(by) * 4, rest = image.rowBytes() - moved;
+            for (int y = 0; y < image.height; ++y) {
+              auto* row = reinterpret_cast<uint8_t*>(image.row(y));
+              memcpy(saved->data(), row + rest, moved);
+              memmove(row + moved, row, rest);
+              memcpy(row, saved->data(), moved);
+            }
+          },
+          job.target.words, startWithFirst(job)};
+}
+
+constexpr Peer kPeers[] = {
+    {"std::count", count},
+    {"memcmp with itself shifted by one pixel", compareShifted},
+    {"std::replace_copy", replaceCopy},
+    {"std::transform", extract},
+    {"std::search", searchFor<searchStandard>},
+    {"memmem", searchFor<searchMemmem>},
+    {"std::search in 500 x 375", searchPart},
+    {"memmove, saved rows", scrollRows},
+    {"memmove per row", scrollColumns},
+};
+
+}  // namespace
+
+std::span<const Peer> standardPeers() { return kPeers; }
+
+}  // namespace bench

@@ -1,0 +1,251 @@
+#!/usr/bin/env python3
+"""Makes the tables and the plot from the benchmark's JSON output.
+
+usage: report.py RESULTS.json RESULTS.md [--document FILE.md] [--plot FILE.svg]
+
+--document replaces the table between the markers in FILE.md; --plot draws the main rows.
+"""
+import argparse
+import json
+import pathlib
+import re
+
+BEGIN, END = "<!-- begin: written by script/bench -->", "<!-- end -->"
+
+
+class Row:
+    """One benchmark: an operation on a picture in a storage."""
+
+    def __init__(self, record):
+        name = record["name"].split("/iterations")[0]
+        parts = name.split("/")
+        self.operation, self.size, self.scene, self.storage = parts[:4]
+        self.as_is = "as is" in parts
+        self.label = record.get("label", "")
+        self.ns = record.get("ns", 0)
+        self.median = record.get("median ns", 0)
+        self.memcpy = record.get("memcpy", 0)
+        self.goal, self.goal_ns = record.get("goal", 0), record.get("goal ns", 0)
+        self.peers = self.named(record, "peer: ")
+        self.asides = self.named(record, "aside: ")
+        self.differences = self.named(record, "difference: ")
+
+    @staticmethod
+    def named(record, prefix):
+        return {k[len(prefix):]: v for k, v in record.items() if k.startswith(prefix)}
+
+    @property
+    def there(self):
+        return self.ns > 0
+
+    @property
+    def times_memcpy(self):
+        return self.ns / self.memcpy if self.memcpy else 0
+
+    def best_peer(self):
+        measured = {k: v for k, v in self.peers.items() if v > 0}
+        return min(measured.items(), key=lambda p: p[1]) if measured else None
+
+    def verdict(self):
+        limit, value = (self.goal_ns, self.ns) if self.goal_ns else (self.goal, self.times_memcpy)
+        if not limit or not self.there:
+            return ""
+        return "met" if value <= limit else f"no, {value / limit:.2f} × the goal"
+
+
+def number(value):
+    return f"{value:.3f}" if value < 10 else f"{value:.1f}"
+
+
+def table(head, rows):
+    if not rows:
+        return ""
+    lines = ["| " + " | ".join(head) + " |",
+             "|" + "|".join(" --- " if i < 2 else " ---: " for i in range(len(head))) + "|"]
+    lines += ["| " + " | ".join(row) + " |" for row in rows]
+    return "\n".join(lines) + "\n"
+
+
+def own_cells(row):
+    if not row.there:
+        return [row.label or "not there yet", "", ""]
+    return [number(row.ns), number(row.median), f"{row.times_memcpy:.2f}"]
+
+
+def peer_cells(row):
+    best = row.best_peer()
+    if best is None:
+        return ["not measured" if row.peers else "none known", ""]
+    name, ns = best
+    missing = "" if all(row.peers.values()) else " (others not measured)"
+    return [f"{name}, {number(ns)}{missing}", f"{row.ns / ns:.2f}" if row.there else ""]
+
+
+def goal_cell(row):
+    if row.goal_ns:
+        return f"{row.goal_ns:g} ns"
+    return f"{row.goal:g}" if row.goal else ""
+
+
+def is_main(row):
+    return row.storage == "cairo" and not row.as_is and row.size in ("12 MP", "10 M pairs")
+
+
+def main_table(rows):
+    head = ["operation", "picture", "ns", "median", "× memcpy", "goal", "goal met", "best peer, ns",
+            "× best peer"]
+    return table(head, [[r.operation, r.scene, *own_cells(r), goal_cell(r), r.verdict(),
+                         *peer_cells(r)] for r in rows if is_main(r)])
+
+
+def size_table(rows, size):
+    head = ["operation", "picture", "ns", "median", "× memcpy", "best peer, ns", "× best peer"]
+    chosen = [r for r in rows if r.size == size and r.storage == "cairo" and not r.as_is]
+    return table(head, [[r.operation, r.scene, *own_cells(r), *peer_cells(r)] for r in chosen])
+
+
+def storage_table(rows, size):
+    """ns per pixel in every storage, and how far each is from the words of a cairo picture."""
+    base = {r.operation: r for r in rows
+            if r.size == size and r.storage == "cairo" and not r.as_is and r.scene != "photo"}
+    cells = []
+    for operation, main in base.items():
+        line = [operation, number(main.ns) if main.there else "not there yet"]
+        found = False
+        for storage, as_is in (("cairo", True), ("cairo alpha", False), ("record", False),
+                               ("triples", False)):
+            row = next((r for r in rows if (r.operation, r.size, r.storage, r.as_is) ==
+                        (operation, size, storage, as_is)), None)
+            found |= row is not None
+            if row is None or not row.there or not main.there:
+                line.append("")
+            else:
+                line.append(f"{number(row.ns)} ({row.ns / main.ns:.2f})")
+        if found:
+            cells.append(line)
+    return table(["operation", "cairo", "cairo, fresh memory", "cairo with alpha", "record",
+                  "triples"], cells)
+
+
+def call_table(rows):
+    share = next((r.ns for r in rows if r.operation.startswith("host services")), 0)
+    single = {r.operation: r for r in rows if r.size == "1" and r.storage == "cairo"}
+    tiny = {r.operation: r for r in rows if r.size == "64" and r.storage == "cairo"}
+    cells = [[name, number(r.ns), number(max(0, r.ns - share)) if share else "",
+              number(tiny[name].ns * 64 * 64) if name in tiny else ""]
+             for name, r in single.items() if r.there and not name.startswith("host services")]
+    text = table(["operation", "1 x 1: ns per call", "less the host's services",
+                  "64 x 64: ns per call"], cells)
+    if text and share:
+        text += (f"\nThe stand-in host's own services for an operation with one source and a new "
+                 f"result take {share:.0f} ns of each call.\n")
+    return text
+
+
+def peer_table(rows):
+    cells = []
+    for r in rows:
+        if r.storage != "cairo" or r.as_is or r.size not in ("12 MP", "10 M pairs", "256"):
+            continue
+        for kind, peers in (("", r.peers), ("other job or data", r.asides)):
+            for name, ns in sorted(peers.items(), key=lambda p: p[1]):
+                difference = r.differences.get(name)
+                cells.append([f"{r.operation}, {r.size} {r.scene}", name,
+                              number(ns) if ns else "not measured",
+                              f"{ns / r.memcpy:.2f}" if ns and r.memcpy else "",
+                              f"{difference:.0f}" if difference is not None else "", kind])
+    return table(["row", "peer", "ns", "× memcpy", "largest difference", "remark"], cells)
+
+
+def results(rows, context):
+    parts = [
+        "# Results\n",
+        f"{context['machine']}. ns per pixel (per sample pair for the waveform), the least of all "
+        "repetitions; one thread; every row's contestants in turn with each other.\n",
+        ("## 12 megapixels, cairo, pictures recycled\n", main_table(rows)),
+        ("## 1 megapixel\n", size_table(rows, "1 MP")),
+        ("## 256 x 256\n", size_table(rows, "256")),
+        ("## Storages, 12 megapixels: ns per pixel (× cairo)\n", storage_table(rows, "12 MP")),
+        ("## Storages, 256 x 256: ns per pixel (× cairo)\n", storage_table(rows, "256")),
+        ("## Fixed cost of a call\n", call_table(rows)),
+        ("## All peers\n", peer_table(rows)),
+    ]
+    return "\n".join(p if isinstance(p, str) else "\n".join(p) for p in parts
+                     if isinstance(p, str) or p[1])
+
+
+def replace_between_markers(path, text):
+    old = path.read_text()
+    if BEGIN not in old or END not in old:
+        raise SystemExit(f"{path}: the markers for the table are missing")
+    pattern = re.compile(re.escape(BEGIN) + ".*?" + re.escape(END), re.S)
+    path.write_text(pattern.sub(lambda _: f"{BEGIN}\n{text}\n{END}", old))
+
+
+def draw(rows, path):
+    import matplotlib
+    matplotlib.use("svg")
+    from matplotlib import pyplot
+
+    matplotlib.rcParams.update({"svg.hashsalt": "zvk", "font.size": 9, "svg.fonttype": "none"})
+    worst = {}
+    for row in rows:
+        if is_main(row) and row.there and row.memcpy:
+            if row.operation not in worst or row.times_memcpy > worst[row.operation].times_memcpy:
+                worst[row.operation] = row
+    if not worst:
+        return
+    chosen = list(worst.values())[::-1]
+    figure, axes = pyplot.subplots(figsize=(9, 0.27 * len(chosen) + 1.4))
+    for y, row in enumerate(chosen):
+        best = row.best_peer()
+        peer = best[1] / row.memcpy if best else None
+        if peer:
+            color = "#2a7f3f" if row.times_memcpy <= peer else "#b3372f"
+            axes.plot([row.times_memcpy, peer], [y, y], color=color, lw=1.5, zorder=1)
+            axes.plot(peer, y, "D", color="#e08a1e", ms=5, zorder=2,
+                      label="best peer" if y == 0 or not drawn_peer(axes) else None)
+        axes.plot(row.times_memcpy, y, "o", color="#1f5fa8", ms=6, zorder=3,
+                  label="this plug-in" if y == 0 else None)
+        goal = row.goal or (row.goal_ns / row.memcpy if row.goal_ns else None)
+        if goal:
+            axes.plot(goal, y, "|", color="black", ms=10, mew=1.5, zorder=2,
+                      label="goal" if y == 0 else None)
+    axes.axvline(1, color="gray", lw=0.8, ls="--")
+    axes.set_xscale("log")
+    axes.set_yticks(range(len(chosen)), [r.operation for r in chosen])
+    axes.set_ylim(-0.7, len(chosen) - 0.3)
+    axes.xaxis.set_major_formatter(lambda value, _: f"{value:g}")
+    axes.set_xlabel("time, × memcpy of the same picture (12 megapixels, one core; left is faster)")
+    axes.grid(axis="x", which="both", color="#e6e6e6", lw=0.5)
+    axes.set_axisbelow(True)
+    axes.legend(loc="lower right", framealpha=1)
+    figure.tight_layout()
+    figure.savefig(path, metadata={"Date": None})
+
+
+def drawn_peer(axes):
+    return "best peer" in axes.get_legend_handles_labels()[1]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("json", type=pathlib.Path)
+    parser.add_argument("markdown", type=pathlib.Path)
+    parser.add_argument("--machine", default="")
+    parser.add_argument("--document", type=pathlib.Path)
+    parser.add_argument("--plot", type=pathlib.Path)
+    options = parser.parse_args()
+    data = json.loads(options.json.read_text())
+    rows = [Row(record) for record in data["benchmarks"]]
+    text = results(rows, {"machine": options.machine})
+    options.markdown.write_text(text)
+    if options.document:
+        replace_between_markers(options.document, f"{options.machine}.\n\n{main_table(rows)}")
+    if options.plot:
+        draw(rows, options.plot)
+    print(main_table(rows) or text)
+
+
+if __name__ == "__main__":
+    main()
