@@ -160,9 +160,10 @@ TEST(DrawPicture, CopiesRecordsWhereTheMethodIsMissing) {
 
 class OwnCopyTest : public testing::Test {
  protected:
-  bool copy(const PictureRef& to, const PictureRef& from, int x = 0, int y = 0, int w = 4,
+  bool copy(const PictureRef& target, const PictureRef& source, int x = 0, int y = 0, int w = 4,
             int h = 3, int sx = 0, int sy = 0, int sw = 4, int sh = 3) {
-    return setup.probe.pictures.ownCopy(to.handle(), from.handle(), x, y, w, h, sx, sy, sw, sh);
+    return setup.probe.pictures.ownCopy(target.handle(), source.handle(), x, y, w, h, sx, sy, sw,
+                                        sh);
   }
   void expectRefused(const PictureRef& target, const PictureRef& source, bool sourceLocks) {
     const int before = target->cacheClears();

@@ -1,0 +1,190 @@
+#include <cmath>
+#include <limits>
+
+#include "Formats.h"
+
+namespace {
+
+using namespace test;
+using Real = long double;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double kHuge = 1e300;  // large, but its products with channels are finite
+
+// --- The curves as the manual states them
+// ----------------------------------------------------------
+
+Real linear(Real v, double brightness) {
+  const Real b = brightness;
+  return b < 0 ? v * ((255 + b) / 255) : v * ((255 - b) / 255) + b;
+}
+Real contrast(Real v, double k) { return 127 + (v - 127) * (Real{k} + 1); }
+
+/// One method: the arguments of one channel, and its value.
+struct Curve {
+  const char* method;
+  int perChannel;  ///< arguments that each channel takes
+  bool hasThreeValueForm;
+  bool clamps;
+  Real (*value)(Real v, const double* k);
+};
+
+const Curve kCurves[] = {
+    {"ChangeBrightnessLinearZVK", 1, true, false,
+     [](Real v, const double* k) { return linear(v, k[0]); }},
+    {"ChangeBrightnessAbsoluteZVK", 1, true, true,
+     [](Real v, const double* k) { return v + k[0]; }},
+    {"ChangeContrastZVK", 1, true, true, [](Real v, const double* k) { return contrast(v, k[0]); }},
+    {"ChangeContrastBrightnessLinearZVK", 2, true, true,
+     [](Real v, const double* k) { return linear(contrast(v, k[0]), k[1]); }},
+    {"ChangeContrastBrightnessAbsoluteZVK", 2, true, true,
+     [](Real v, const double* k) { return contrast(v, k[0]) + k[1]; }},
+    {"ChangeCustomZVK", 2, false, true, [](Real v, const double* k) { return k[0] * v + k[1]; }},
+};
+
+int toChannel(Real value, bool clamps) {
+  if (std::isnan(value)) return 0;
+  const Real whole = std::fmin(std::fmax(std::trunc(value), -2147483648.0L), 2147483647.0L);
+  const auto integer = static_cast<int64_t>(whole);
+  return static_cast<int>(clamps ? std::clamp<int64_t>(integer, 0, 255) : integer & 255);
+}
+
+/// Whether a double-precision result may be the neighbour: the exact value lies on an integer but
+/// for rounding.
+bool isAtAnInteger(Real value) {
+  return std::fabs(value - std::round(value)) < 1e-9L * std::fmax(1, std::fabs(value));
+}
+
+bool isRight(const Curve& curve, int v, const double* k, int result) {
+  const Real value = curve.value(v, k);
+  if (result == toChannel(value, curve.clamps)) return true;
+  if (!isAtAnInteger(value)) return false;
+  return result == toChannel(std::round(value), curve.clamps) ||
+         result == toChannel(std::round(value) - 1, curve.clamps);
+}
+
+/// Arguments of one channel.
+using Arguments = std::array<double, 2>;
+
+host::PictureRef call(const PluginHost& setup, const Curve& curve, host::PictureRef picture,
+                      const std::vector<Arguments>& channels) {
+  std::vector<host::Value> arguments;
+  for (int i = 0; i < curve.perChannel; ++i) {
+    for (const Arguments& k : channels) arguments.emplace_back(k[static_cast<size_t>(i)]);
+  }
+  return setup.plugin.invokeByName(picture, curve.method, arguments).value;
+}
+
+/// Checks a picture that a curve gave; `channels` are the arguments of red, green and blue.
+void check(const Curve& curve, const Pixels& source, const Pixels& result,
+           const std::vector<Arguments>& channels) {
+  ASSERT_EQ(result.size(), source.size());
+  for (size_t i = 0; i < source.size(); ++i) {
+    for (int channel = 0; channel < 3; ++channel) {
+      const int shift = 16 - 8 * channel;
+      const auto v = static_cast<int>(source[i] >> shift & 255);
+      const auto out = static_cast<int>(result[i] >> shift & 255);
+      const double* k = channels[static_cast<size_t>(channel)].data();
+      ASSERT_TRUE(isRight(curve, v, k, out))
+          << curve.method << "(" << k[0] << ", " << k[1] << ") maps " << v << " to " << out;
+    }
+  }
+}
+
+/// Every level in every channel, in another order in each.
+Pixels allLevels() {
+  Pixels pixels;
+  for (int v = 0; v < 256; ++v) pixels.push_back(opaque(v, 255 - v, (v * 7 + 3) & 255));
+  return pixels;
+}
+
+class ToneTest : public FormatTest {};
+
+TEST_P(ToneTest, EveryMethodAtEveryWidth) {
+  const Arguments red = {0.37, 40.25}, green = {-0.5, -60.5}, blue = {1.9, 3};
+  for (const int width : widths()) {
+    const Pixels source = randomPixels(width, 2, static_cast<uint32_t>(width), true);
+    const host::PictureRef picture = setup.picture(width, 2, source);
+    const Pixels before = picture->words();
+    for (const Curve& curve : kCurves) {
+      const host::PictureRef one = call(setup, curve, picture, {red});
+      ASSERT_TRUE(one);
+      check(curve, source, one->words(), {red, red, red});
+      ASSERT_EQ(one->words(), written(one->words()));
+      ASSERT_EQ(one->hasAlpha(), GetParam().source.options.alpha);
+      if (!curve.hasThreeValueForm) continue;
+      const host::PictureRef three = call(setup, curve, picture, {red, green, blue});
+      check(curve, source, three->words(), {red, green, blue});
+      ASSERT_EQ(three->words(), written(three->words()));
+    }
+    ASSERT_EQ(picture->words(), before);
+  }
+}
+
+ZVK_ALL_FORMATS(ToneTest);
+
+TEST(Tone, EveryLevelUnderEveryArgument) {
+  const double values[] = {0,      1,     -1,     0.5,       -0.5,       0.9,      -0.9, 127,
+                           254.9,  255,   -255,   300,       -300,       1e6,      -3e9, 3e9,
+                           1e-300, kHuge, -kHuge, kInfinity, -kInfinity, kNoNumber};
+  PluginHost setup{host::PictureOptions{}};
+  const Pixels levels = allLevels();
+  const host::PictureRef picture = setup.picture(256, 1, levels);
+  for (const Curve& curve : kCurves) {
+    for (const double a : values) {
+      for (const double b : values) {
+        const Arguments k = {a, b};
+        check(curve, levels, call(setup, curve, picture, {k})->words(), {k, k, k});
+        if (curve.perChannel == 1) break;
+      }
+    }
+  }
+}
+
+TEST(Tone, OneValueFormsAreTheThreeValueFormsOfEqualValues) {
+  PluginHost setup{host::PictureOptions{}};
+  const host::PictureRef picture = setup.picture(256, 1, allLevels());
+  for (const Curve& curve : kCurves) {
+    if (!curve.hasThreeValueForm) continue;
+    for (const Arguments& k : {Arguments{0.3, 77.7}, {-1.5, -20}, {2.25, 300}, {kNoNumber, 1}}) {
+      EXPECT_EQ(call(setup, curve, picture, {k})->words(),
+                call(setup, curve, picture, {k, k, k})->words())
+          << curve.method;
+    }
+  }
+}
+
+TEST(Tone, MapsTheLevelsOfTheManual) {
+  PluginHost setup{host::PictureOptions{}};
+  const struct {
+    const char* method;
+    std::vector<host::Value> arguments;
+    int level, result;
+  } cases[] = {
+      {"ChangeBrightnessLinearZVK", {0.0}, 123, 123},
+      {"ChangeBrightnessAbsoluteZVK", {0.0}, 123, 123},
+      {"ChangeContrastZVK", {0.0}, 123, 123},
+      {"ChangeCustomZVK", {1.0, 0.0}, 123, 123},
+      {"ChangeContrastZVK", {-1.0}, 0, 127},
+      {"ChangeContrastZVK", {-1.0}, 255, 127},
+      {"ChangeBrightnessLinearZVK", {255.0}, 0, 255},
+      {"ChangeBrightnessLinearZVK", {255.0}, 200, 255},
+      {"ChangeBrightnessLinearZVK", {-255.0}, 255, 0},
+      {"ChangeBrightnessLinearZVK", {300.0}, 0, 44},
+      {"ChangeContrastBrightnessLinearZVK", {0.0, 300.0}, 0, 255},
+      {"ChangeBrightnessAbsoluteZVK", {0.9}, 12, 12},
+      {"ChangeBrightnessAbsoluteZVK", {-0.5}, 12, 11},
+      {"ChangeBrightnessAbsoluteZVK", {-0.5}, 0, 0},
+      {"ChangeContrastZVK", {1.0}, 0, 0},
+      {"ChangeContrastZVK", {1.0}, 200, 255},
+      {"ChangeContrastZVK", {1.0}, 127, 127},
+  };
+  for (const auto& c : cases) {
+    const host::PictureRef picture = setup.picture(1, 1, {opaque(c.level, c.level, c.level)});
+    const host::PictureRef result = setup.plugin.invokeByName(picture, c.method, c.arguments).value;
+    EXPECT_EQ(result->pixel(0, 0), opaque(c.result, c.result, c.result)) << c.method << c.level;
+  }
+}
+
+}  // namespace
