@@ -4,6 +4,7 @@
 
 #include "Arguments.h"
 #include "CallText.h"
+#include "CubeFile.h"
 #include "Report.h"
 #include "Tool.h"
 #include "host/PictureFile.h"
@@ -136,7 +137,7 @@ class Runner {
 
   void check(const CallText& call) const {
     if (const host::ClassInfo* info = findClass(call)) {
-      for (const Argument& argument : call.arguments) declaredProperty(*info, argument);
+      for (const Argument& argument : call.arguments) declaredSetting(*info, argument);
       if (call.assigned) throw InputError(call.name + " is a class; nothing can be assigned to it");
       return;
     }
@@ -243,15 +244,27 @@ class Runner {
 
   // --- Classes ---
 
-  static const REALpropertyDefinition& declaredProperty(const host::ClassInfo& info,
-                                                        const Argument& argument) {
+  /// What NAME=VALUE sets: a property, or a colour table by a method that is assigned to for each
+  /// entry.
+  struct Setting {
+    const REALpropertyDefinition* property = nullptr;
+    const Method* table = nullptr;
+  };
+
+  Setting declaredSetting(const host::ClassInfo& info, const Argument& argument) const {
     const REALclassDefinition& definition = *info.definition;
     std::string names;
     for (int i = 0; i < definition.propertyCount; ++i) {
       if (equalIgnoringCase(definition.properties[i].name, argument.name)) {
-        return definition.properties[i];
+        return {.property = &definition.properties[i]};
       }
       names += std::string(i == 0 ? "" : ", ") + definition.properties[i].name;
+    }
+    for (const Method& method : plugin_.methods()) {
+      if (method.kind != Method::Kind::kClass || method.className != info.name) continue;
+      if (!method.assignable()) continue;
+      if (equalIgnoringCase(method.name(), argument.name)) return {.table = &method};
+      names += ", " + std::string(method.name());
     }
     if (argument.name.empty()) {
       throw InputError(info.name + " takes NAME=VALUE, not " + argument.value +
@@ -266,7 +279,12 @@ class Runner {
       const host::InstanceRef instance = plugin_.newInstance(info.name);
       instance->setProperty("SourcePicture", source);
       for (const Argument& argument : call.arguments) {
-        setProperty(*instance, declaredProperty(info, argument), argument);
+        const Setting setting = declaredSetting(info, argument);
+        if (setting.table) {
+          assignTable(instance, *setting.table, argument);
+        } else {
+          setProperty(*instance, *setting.property, argument);
+        }
       }
       const bool done = plugin_.call(instance, "Run").boolean();
       const host::PictureRef result = instance->property("DestinationPicture").picture();
@@ -286,6 +304,16 @@ class Runner {
     }
     const std::string place = std::string(property.name) + " as " + property.type;
     instance.setProperty(property.name, reader_.read(type, argument.value, place));
+  }
+
+  void assignTable(const host::InstanceRef& instance, const Method& table,
+                   const Argument& argument) const {
+    if (!argument.value.starts_with('@')) {
+      throw InputError(argument.value + " is not a .cube file (@FILE), as " +
+                       std::string(table.text()) + " needs");
+    }
+    const std::string path = unquoted(std::string_view(argument.value).substr(1));
+    assignCube(plugin_, instance, table, Cube::read(path));
   }
 
   host::Host& host_;
