@@ -20,9 +20,7 @@ class CairoStorage final : public PixelStorage {
   CairoStorage(int width, int height, const PictureOptions& options)
       : PixelStorage(width, height, options),
         stride_(4 * (width + options.paddingWords)),
-        // The last row ends with its last pixel, so that a guarded one has no padding behind it.
-        memory_(static_cast<size_t>(stride_) * height - 4 * size_t(options.paddingWords),
-                options.placement) {
+        memory_(static_cast<size_t>(stride_) * height, options.placement) {
     if (memory_.data() == nullptr) return;
     const cairo_format_t format = options.alpha ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24;
     surface_ = cairo_image_surface_create_for_data(memory_.data(), format, width, height, stride_);

@@ -46,6 +46,10 @@ HostLong REALCallFunctionWithExceptionHandler(void (*function)(void*), void* dat
 
 void REALLockObject(REALobjectStruct* object) noexcept { callHost<"REALLockObject">(object); }
 void REALUnlockObject(REALobjectStruct* object) noexcept { callHost<"REALUnlockObject">(object); }
+bool hostAddsReferences() noexcept {
+  constexpr FixedString kEntry = "REALLockObject";
+  return serviceSlot<kEntry, void(REALobjectStruct*)>.resolve(kEntry.text) != nullptr;
+}
 REALobjectStruct* REALnewInstance(const char* className) noexcept {
   return callHost<"PluginNewInstance", REALobjectStruct*>(className);
 }

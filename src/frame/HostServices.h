@@ -29,6 +29,9 @@ HostLong REALCallFunctionWithExceptionHandler(void (*function)(void*), void* dat
 
 void REALLockObject(REALobjectStruct* object) noexcept;
 void REALUnlockObject(REALobjectStruct* object) noexcept;
+/// Whether references can be added at all; without that, nothing that the host hands out is safe to
+/// keep.
+bool hostAddsReferences() noexcept;
 /// A new instance with one reference for the caller, or null.
 REALobjectStruct* REALnewInstance(const char* className) noexcept;
 /// The same by class reference; null, without asking the host, for a null reference.

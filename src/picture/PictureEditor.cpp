@@ -182,7 +182,7 @@ void close(PictureEditor& e) noexcept {
 HostBoolean GetPictureReader(PictureEditor& e, REALpictureStruct* picture, signed char allowClone,
                              signed char forWriting) noexcept {
   e = {};
-  if (picture == nullptr) return false;
+  if (picture == nullptr || !hostAddsReferences()) return false;
   e.clearCacheOnClose = forWriting != 0;
   if (!IsConsole && !IsDesktop) CheckApplication();
   e.hasAlpha = PictureHasAlphaChannel(picture) != 0;

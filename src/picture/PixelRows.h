@@ -14,7 +14,8 @@
 #include "picture/PictureEditor.h"
 
 // The one place where code is chosen by processor: a function so marked is compiled once per
-// instruction set, and the loader binds the best one that the machine has.
+// instruction set, and the loader binds the best one that the machine has. Kernels belong into
+// anonymous namespaces: GCC exports the entry of a clone whose name is not local to its file.
 #if defined(__i386__)
 #define ZVK_CLONES __attribute__((target_clones("default", "avx2")))
 #else
@@ -43,12 +44,16 @@ constexpr uint32_t pack(Rgb color) noexcept {
 /// The colour bits of a word.
 inline constexpr uint32_t kColorBits = 0xFFFFFF;
 
+namespace {
+
 /// The test of a pixel for exactly one colour.
 struct IsColor {
   uint32_t color;  ///< with a top byte of 0
 
   bool operator()(uint32_t word) const noexcept { return (word & kColorBits) == color; }
 };
+
+}  // namespace
 
 // --- Regions ------------------------------------------------------------------------------------
 

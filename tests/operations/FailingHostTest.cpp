@@ -79,6 +79,8 @@ TEST_P(FailingHostTest, EachServiceIsMissing) {
   for (const std::string_view name : used) {
     host::Settings settings = host::Settings::forStorage(GetParam().options.storage);
     settings.logging = false;
+    // A host that reports no version keeps locks like the oldest ones.
+    if (name == "REALGetRBVersion") settings.version.reset();
     host::Host host(settings);
     host.withhold(name);
     const host::Plugin plugin(ZVK_PLUGIN_FILE);
