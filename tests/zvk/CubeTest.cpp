@@ -165,19 +165,24 @@ TEST_F(CubeRunTest, MapsLinearLooksExactly) {
   }
 }
 
-TEST_F(CubeRunTest, StaysWithinOneLevelOfAFinerTable) {
+// The bounds are those of the documentation.
+TEST_F(CubeRunTest, StaysNearAFinerTable) {
   const Pixels pixels = source();
-  for (const int size : {16, 33}) {
-    const std::string path = write(cubeText(warmFilm, size));
-    const zvk::Cube fine = zvk::Cube::read(path);
+  struct Case {
+    Look look;
+    int size;
+    double bound;  ///< in levels
+  };
+  for (const Case& c : {Case{warmFilm, 16, 1}, Case{warmFilm, 33, 1}, Case{steepContrast, 33, 2}}) {
+    const zvk::Cube fine = cube(cubeText(c.look, c.size));
     const Pixels result = tool("PictureLut3DZVK(Table=@LOOK)");
     ASSERT_EQ(result.size(), pixels.size());
     for (size_t i = 0; i < pixels.size(); ++i) {
       const Rgb from = rgbOf(pixels[i]), to = rgbOf(result[i]);
       const zvk::Triple exact = fine.at({1.0 * from.red, 1.0 * from.green, 1.0 * from.blue});
-      ASSERT_NEAR(to.red, std::floor(exact[0]), 1);
-      ASSERT_NEAR(to.green, std::floor(exact[1]), 1);
-      ASSERT_NEAR(to.blue, std::floor(exact[2]), 1);
+      ASSERT_NEAR(to.red, std::floor(exact[0]), c.bound);
+      ASSERT_NEAR(to.green, std::floor(exact[1]), c.bound);
+      ASSERT_NEAR(to.blue, std::floor(exact[2]), c.bound);
     }
   }
 }

@@ -29,6 +29,16 @@ inline Color warmFilm(const Color& c) {
   return result;
 }
 
+/// A logistic contrast curve, 2.5 times as steep as the identity in the middle.
+inline Color steepContrast(const Color& c) {
+  const auto logistic = [](double v) { return 1 / (1 + std::exp(-10 * (v - 0.5))); };
+  Color result;
+  for (size_t x = 0; x < 3; ++x) {
+    result[x] = (logistic(c[x]) - logistic(0)) / (logistic(1) - logistic(0));
+  }
+  return result;
+}
+
 /// The text of a file: `header`, LUT_3D_SIZE and the rows for inputs from `low` to `high`.
 inline std::string cubeText(Look look, int size, const std::string& header = "", double low = 0,
                             double high = 1, const char* newline = "\n") {
