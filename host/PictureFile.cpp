@@ -93,21 +93,26 @@ const char* formatFor(const std::string& path) {
 
 // --- Files --------------------------------------------------------------------------------------
 
+[[noreturn]] void failToWrite(const std::string& path, const std::string& cause) {
+  throw FileError("cannot write " + path + ": " + cause);
+}
+
+using Writing = std::function<void(FILE*)>;
+
+void fill(FILE* file, const std::string& path, const Writing& write) {
+  write(file);
+  const bool flushed = fflush(file) == 0 && !ferror(file);
+  if (!flushed) failToWrite(path, strerror(errno));
+}
+
 // Lets `write` fill a new file beside `path`, which then takes its place.
-void replaceFile(const std::string& path, const std::function<void(int, FILE*)>& write) {
-  const auto fail = [&](const std::string& cause) {
-    throw FileError("cannot write " + path + ": " + cause);
-  };
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) fail("it is a directory");
+void replaceRegularFile(const std::string& path, const Writing& write) {
   std::string temporary = path + ".XXXXXX";
   const int descriptor = mkstemp(temporary.data());
-  if (descriptor < 0) fail(strerror(errno));
+  if (descriptor < 0) failToWrite(path, strerror(errno));
   FILE* file = fdopen(descriptor, "wb");
   try {
-    write(descriptor, file);
-    const bool flushed = fflush(file) == 0 && !ferror(file);
-    if (!flushed) fail(strerror(errno));
+    fill(file, path, write);
   } catch (...) {
     fclose(file);
     unlink(temporary.c_str());
@@ -122,8 +127,22 @@ void replaceFile(const std::string& path, const std::function<void(int, FILE*)>&
   if (rename(temporary.c_str(), path.c_str()) != 0) {
     const std::string cause = strerror(errno);
     unlink(temporary.c_str());
-    fail(cause);
+    failToWrite(path, cause);
   }
+}
+
+void replaceFile(const std::string& path, const Writing& write) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (fs::is_directory(status)) failToWrite(path, "it is a directory");
+  if (!fs::exists(status)) return replaceRegularFile(path, write);
+  // A link stays a link, to a file that is replaced.
+  if (fs::is_regular_file(status)) return replaceRegularFile(fs::canonical(path), write);
+  // A device or a pipe is no file to replace.
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "wb"), fclose);
+  if (!file) failToWrite(path, strerror(errno));
+  fill(file.get(), path, write);
 }
 
 gboolean appendToFile(const gchar* bytes, gsize count, GError** error, gpointer file) {
@@ -181,7 +200,7 @@ void savePicture(Picture& picture, const std::string& path) {
   const char* format = formatFor(path);
   const Pixbuf pixbuf = toPixbuf(picture);
   if (!pixbuf) throw FileError("cannot write " + path + ": not enough memory");
-  replaceFile(path, [&](int, FILE* file) {
+  replaceFile(path, [&](FILE* file) {
     GError* error = nullptr;
     if (!gdk_pixbuf_save_to_callback(pixbuf.get(), appendToFile, file, format, &error, nullptr)) {
       throw FileError("cannot write " + path + ": " + takeMessage(error));
@@ -206,7 +225,7 @@ std::string readFile(const std::string& path) {
 }
 
 void writeFile(const std::string& path, std::string_view bytes) {
-  replaceFile(path, [&](int, FILE* file) { fwrite(bytes.data(), 1, bytes.size(), file); });
+  replaceFile(path, [&](FILE* file) { fwrite(bytes.data(), 1, bytes.size(), file); });
 }
 
 }  // namespace host

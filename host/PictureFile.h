@@ -24,7 +24,8 @@ bool isPictureFile(const std::string& path);
 PictureRef loadPicture(Host& host, const std::string& path, PictureOptions options);
 
 /// Saves as what the file name's ending says (.png, .jpg, .bmp, .tif; PNG without an ending). An
-/// existing file is replaced only when everything was written. Throws FileError.
+/// existing file is replaced only when everything was written; pipes and devices are written to.
+/// Throws FileError.
 void savePicture(Picture& picture, const std::string& path);
 
 /// Reads a whole file, or replaces one the way savePicture does. Both throw FileError.

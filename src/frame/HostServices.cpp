@@ -360,9 +360,10 @@ void* REALMemoryBlockGetPtr(REALmemoryBlockStruct* block) noexcept {
 HostLong REALMemoryBlockGetSize(REALmemoryBlockStruct* block) noexcept {
   return callHost<"memoryBlockGetSize", HostLong>(block);
 }
-bool hostTellsMemoryBlockSizes() noexcept {
+HostLong memoryBlockSize(REALmemoryBlockStruct* block) noexcept {
   constexpr FixedString kEntry = "memoryBlockGetSize";
-  return serviceSlot<kEntry, HostLong(REALmemoryBlockStruct*)>.resolve(kEntry.text) != nullptr;
+  auto* entry = serviceSlot<kEntry, HostLong(REALmemoryBlockStruct*)>.resolve(kEntry.text);
+  return entry != nullptr ? entry(block) : -1;
 }
 REALmemoryBlockStruct* REALPtrToMemoryBlock(void* address) noexcept {
   return callHost<"PtrToMemoryBlock", REALmemoryBlockStruct*>(address);

@@ -160,8 +160,8 @@ REALmemoryBlockStruct* REALNewMemoryBlock(int size) noexcept;
 /// Address of the block's bytes; they stay the host's.
 void* REALMemoryBlockGetPtr(REALmemoryBlockStruct* block) noexcept;
 HostLong REALMemoryBlockGetSize(REALmemoryBlockStruct* block) noexcept;
-/// Whether the host can tell the sizes of memory blocks; when not, REALMemoryBlockGetSize gives 0.
-bool hostTellsMemoryBlockSizes() noexcept;
+/// The same, but negative where the host has no service for sizes or cannot tell this block's.
+HostLong memoryBlockSize(REALmemoryBlockStruct* block) noexcept;
 REALmemoryBlockStruct* REALPtrToMemoryBlock(void* address) noexcept;
 
 // --- Controls and files -------------------------------------------------------------------------

@@ -13,10 +13,10 @@ using namespace pixels;
 
 constexpr int32_t kLevels = ChannelTables::kLevels;
 
-/// The block's bytes, or null when it holds fewer than are needed. Where the host cannot tell
-/// sizes, or reports a negative one because it does not know this block's, the program is trusted.
+/// The block's bytes, or null when it holds fewer than are needed. Where the host cannot tell its
+/// size, the program is trusted.
 uint8_t* bytesOf(REALmemoryBlockStruct* block, int32_t needed) noexcept {
-  const HostLong size = hostTellsMemoryBlockSizes() ? REALMemoryBlockGetSize(block) : -1;
+  const HostLong size = memoryBlockSize(block);
   if (size >= 0 && size < needed) return nullptr;
   return static_cast<uint8_t*>(REALMemoryBlockGetPtr(block));
 }

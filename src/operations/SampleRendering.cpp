@@ -285,12 +285,6 @@ void drawThickOutline(REALpictureStruct* picture, const Columns& columns, int32_
   REALUnlockObject(asObject(graphics));
 }
 
-/// The block's size in bytes; negative where the host has no service for sizes, or cannot tell this
-/// block's.
-HostLong sizeOf(REALmemoryBlockStruct* block) noexcept {
-  return hostTellsMemoryBlockSizes() ? REALMemoryBlockGetSize(block) : -1;
-}
-
 }  // namespace
 
 REALpictureStruct* RenderSamples(REALmemoryBlockStruct* samples, HostLong sampleCount,
@@ -306,7 +300,7 @@ REALpictureStruct* RenderSamples(REALmemoryBlockStruct* samples, HostLong sample
   gOutLineColorG = outline.green;
   gOutLineColorB = outline.blue;
 
-  const HostLong size = sizeOf(samples);
+  const HostLong size = memoryBlockSize(samples);
   if (sampleCount < 1) sampleCount = std::max<HostLong>(size, 0) / 2;
   if (height < 1) height = 500;
   if (width < 1) width = sampleCount;

@@ -1,8 +1,10 @@
 // `zvk run` as a process of its own: what it makes, prints and refuses.
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <numeric>
 
@@ -123,6 +125,20 @@ TEST_F(RunTest, WritesStringsAndReadsThemBack) {
   EXPECT_EQ(load("back.png"), source_);
   done("run in.png 'BinaryStringtoPictureZVK(@picture.ppic)' InvertZVK InvertZVK -o back2.png");
   EXPECT_EQ(load("back2.png"), source_);
+}
+
+TEST_F(RunTest, WritesThroughLinksAndIntoPipes) {
+  host::writeFile("target.png", "old");
+  fs::create_symlink("target.png", "link.png");
+  done("run in.png InvertZVK InvertZVK -o link.png");
+  EXPECT_TRUE(fs::is_symlink("link.png"));
+  EXPECT_EQ(load("target.png"), source_);
+
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  auto received = std::async(std::launch::async, [] { return host::readFile("pipe"); });
+  done("run in.png InvertZVK InvertZVK -o pipe");
+  EXPECT_EQ(received.get(), host::readFile("target.png"));
+  EXPECT_TRUE(fs::is_fifo("pipe"));
 }
 
 TEST_F(RunTest, ShowsHistograms) {
