@@ -30,14 +30,15 @@ enum class Subject : uint8_t {
 
 struct Operation {
   std::string_view name;
-  Subject subject;
-  Scene scene;      ///< for kOwnScene
-  double goal;      ///< times memcpy of the same picture, 12 megapixels in cairo storage; 0: none
-  double goalTime;  ///< nanoseconds per unit; 0: none
-  void (*describe)(Job& job);  ///< completes the job; may be null
+  Subject subject = Subject::kScenes;
+  Scene scene = Scene::kGradient;  ///< for kOwnScene
+  double goal = 0;      ///< times memcpy of the same picture, 12 megapixels, cairo; 0: none
+  double goalTime = 0;  ///< nanoseconds per unit; 0: none
+  void (*describe)(Job& job) = nullptr;  ///< completes the job
   PluginCall (*make)(Stage& stage, const host::PictureRef& source, Job& job);
-  std::vector<std::string_view> peers;   ///< that do the same, however exactly
-  std::vector<std::string_view> asides;  ///< that do something like it, on other data
+  std::vector<std::string_view> peers = {};   ///< that do the same, however exactly
+  std::vector<std::string_view> asides = {};  ///< that do something like it, or on other data
+  bool inPlace = false;  ///< changes the picture itself, which byte triples forbid
 };
 
 std::span<const Operation> operations();

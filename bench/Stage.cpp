@@ -2,7 +2,9 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace bench {
 
@@ -79,14 +81,18 @@ host::PictureRef Stage::picture(Size size, const Pixels& pixels) {
 
 // The host takes a picture's storage from what was given back, which need not be its own make.
 host::PictureRef Stage::tripledPicture(Size size, const Pixels& pixels) {
-  const bool recycling = host_.settings.recycling;
-  host_.settings.recycling = true;
-  // One for the picture, one for the results that the plug-in asks for and replaces by a buffer.
-  for (int i = 0; i < 2; ++i) {
+  // Besides the picture's own: for the result that the plug-in asks for and replaces by a buffer,
+  // for the picture made of the buffer, and for the one that a filter object still holds.
+  constexpr int kSpare = 3;
+  const bool firstOfSize =
+      std::none_of(kept_.begin(), kept_.end(), [&](const Kept& kept) { return kept.size == size; });
+  const bool recycling = std::exchange(host_.settings.recycling, true);
+  for (int i = 0; i < (firstOfSize ? 1 + kSpare : 1); ++i) {
     host_.recycle(std::make_unique<TripleStorage>(size.width, size.height, options_));
   }
   host::PictureRef picture = host_.newPicture(size.width, size.height, pixels, options_);
   host_.settings.recycling = recycling;
+  if (!picture) throw std::runtime_error("the host has no room for another picture");
   return picture;
 }
 

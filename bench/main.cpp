@@ -247,7 +247,9 @@ void registerAll() {
   registerHostShare();
   for (const Layout layout : {Layout::kCairoAlpha, Layout::kRecord, Layout::kTriples}) {
     for (const Operation& o : operations()) {
-      if (o.subject != Subject::kSamples) registerOperation(o, layout, true, {kLarge, kSmall});
+      if (o.subject == Subject::kSamples) continue;
+      if (o.inPlace && layout == Layout::kTriples) continue;
+      registerOperation(o, layout, true, {kLarge, kSmall});
     }
   }
 }

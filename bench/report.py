@@ -57,6 +57,10 @@ def number(value):
     return f"{value:.3f}" if value < 10 else f"{value:.1f}"
 
 
+def ratio(value):
+    return f"{value:.2f}" if value >= 0.1 else f"{value:.1g}"
+
+
 def table(head, rows):
     if not rows:
         return ""
@@ -78,7 +82,7 @@ def peer_cells(row):
         return ["not measured" if row.peers else "none known", ""]
     name, ns = best
     missing = "" if all(row.peers.values()) else " (others not measured)"
-    return [f"{name}, {number(ns)}{missing}", f"{row.ns / ns:.2f}" if row.there else ""]
+    return [f"{name}, {number(ns)}{missing}", ratio(row.ns / ns) if row.there else ""]
 
 
 def goal_cell(row):

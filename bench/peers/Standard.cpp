@@ -18,9 +18,9 @@ PeerCall count(const Job& job) {
 }
 
 PeerCall compareShifted(const Job& job) {
-  return {[first = job.first] {
+  return {[first = job.first, color = kOpaque | job.color] {
     const bool same = memcmp(first.words, first.words + 1, first.byteCount() - 4) == 0;
-    keep(same && first.words[0] == 0xFFFFFFFF);
+    keep(same && first.words[0] == color);
   }};
 }
 
