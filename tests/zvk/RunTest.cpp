@@ -1,6 +1,5 @@
 // `zvk run` as a process of its own: what it makes, prints and refuses.
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
@@ -8,77 +7,25 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "Support.h"
-#include "host/PictureFile.h"
+#include "ToolTest.h"
 
 namespace {
 
 using namespace test;
-using host::PictureRef;
-namespace fs = std::filesystem;
-
-struct Outcome {
-  int status;
-  std::string out, error;
-};
 
 constexpr int kWidth = 40, kHeight = 30;
 
-class RunTest : public testing::Test {
+class RunTest : public ToolTest {
  protected:
-  RunTest() {
-    std::string pattern = fs::temp_directory_path() / "zvk-run-XXXXXX";
-    folder_ = mkdtemp(pattern.data());
-    fs::current_path(folder_);
-    save("in.png", kWidth, kHeight, source_);
-  }
-  ~RunTest() override {
-    fs::current_path(folder_.parent_path());
-    fs::remove_all(folder_);
-  }
+  RunTest() { save("in.png", kWidth, kHeight, source_); }
 
-  void save(const char* file, int width, int height, const Pixels& pixels) {
-    host::savePicture(*host_.newPicture(width, height, pixels, {}), file);
-  }
-  Pixels load(const char* file) { return host::loadPicture(host_, file, {})->pixels(); }
-
-  /// Each argument in single quotes, as a shell takes it.
-  Outcome run(const std::string& arguments) {
-    const std::string output = folder_.string() + ".out", error = folder_.string() + ".err";
-    const int status = std::system((std::string(ZVK_TOOL_RUNNER " '" ZVK_TOOL_FILE "' ") +
-                                    arguments + " >" + output + " 2>" + error)
-                                       .c_str());
-    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -status, host::readFile(output),
-                    host::readFile(error)};
-    fs::remove(output);
-    fs::remove(error);
-    return outcome;
-  }
-  /// Runs what must succeed; what it printed.
-  std::string done(const std::string& arguments) {
-    const Outcome outcome = run(arguments);
-    EXPECT_EQ(outcome.status, 0) << arguments;
-    EXPECT_EQ(outcome.error, "") << arguments;
-    return outcome.out;
-  }
   /// The picture that a call makes of in.png.
   Pixels made(const std::string& call) {
     done("run in.png '" + call + "' -o made.png");
     return load("made.png");
   }
 
-  static std::map<std::string, std::string> files() {
-    std::map<std::string, std::string> contents;
-    for (const auto& entry : fs::directory_iterator(".")) {
-      const std::string path = entry.path();
-      contents[path] = entry.is_regular_file() ? host::readFile(path) : "";
-    }
-    return contents;
-  }
-
   const Pixels source_ = randomPixels(kWidth, kHeight, 1);
-  fs::path folder_;
-  host::Host host_;
 };
 
 TEST_F(RunTest, TakesEveryKindOfArgument) {
@@ -183,14 +130,7 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
   done("run in.png 'PicturetoBinaryStringZVK(_)' -o whole.ppic");
   host::writeFile("half.ppic", host::readFile("whole.ppic").substr(0, 1000));
   save("small.png", kWidth, kHeight - 1, randomPixels(kWidth, kHeight - 1, 2));
-  const auto before = files();
-
-  struct Case {
-    const char* arguments;
-    int status;
-    const char* says;
-  };
-  const Case cases[] = {
+  expectRefusals({
       {"", 2, ""},
       {"run", 2, "IN"},
       {"run in.png", 2, "CALL"},
@@ -222,17 +162,7 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run empty 'BinaryStringtoPictureZVK(_)' -o out.png", 1, "empty"},
       {"run in.png 'BinaryStringtoPictureZVK(_)' -o out.png", 2, "in.png is a picture"},
       {"run whole.ppic CountColorsZVK", 2, "whole.ppic is not a picture"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.arguments);
-    const Outcome outcome = run(c.arguments);
-    EXPECT_EQ(outcome.status, c.status);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_THAT(outcome.error, testing::StartsWith("zvk: "));
-    EXPECT_THAT(outcome.error, testing::HasSubstr(c.says));
-    EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
-    EXPECT_EQ(files(), before);
-  }
+  });
 }
 
 }  // namespace
