@@ -25,8 +25,7 @@ namespace {
 using host::PictureRef;
 using Picture = REALpictureStruct;
 
-// --- Shapes of calls
-// ------------------------------------------------------------------------------
+// --- Shapes of calls ----------------------------------------------------------------------------
 
 template <size_t n>
 struct Name {
@@ -82,8 +81,7 @@ PluginCall combine(Stage& stage, const PictureRef& source, Job&) {
   }};
 }
 
-// --- Jobs
-// -----------------------------------------------------------------------------------------
+// --- Jobs ---------------------------------------------------------------------------------------
 
 constexpr double kGrey[3] = {29, 150, 76};  // blue, green, red of 255
 constexpr double kTint[3] = {0xB0, 0xE0, 0xFF};
@@ -146,8 +144,7 @@ void scrolled(Job& job) {
   job.scrollBy = std::clamp(std::min(job.first.width, job.first.height) / 3, 1, 100);
 }
 
-// --- Operations that need more than arguments
-// -----------------------------------------------------
+// --- Operations that need more than arguments ---------------------------------------------------
 
 PluginCall mapTables(Stage& stage, const PictureRef& source, Job& job) {
   using Block = REALmemoryBlockStruct;
@@ -270,8 +267,7 @@ PluginCall runTable(Stage& stage, const PictureRef& source, Job&) {
   return runFilter(filter, run, source);
 }
 
-// --- Sample pairs
-// ---------------------------------------------------------------------------------
+// --- Sample pairs -------------------------------------------------------------------------------
 
 constexpr int kWaveWidth = 1000, kWaveHeight = 500;
 
@@ -297,8 +293,7 @@ PluginCall drawSamples(Stage& stage, const PictureRef&, Job& job) {
   }};
 }
 
-// --- The table of operations
-// ----------------------------------------------------------------------
+// --- The table of operations --------------------------------------------------------------------
 
 const std::vector<std::string_view> kTonePeers = {"OpenCV convertTo", "libyuv ARGBPolynomial"};
 const std::vector<std::string_view> kMatrixPeers = {"libyuv ARGBColorMatrix", "OpenCV transform"};

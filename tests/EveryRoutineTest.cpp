@@ -97,6 +97,7 @@ class EveryRoutineTest : public testing::Test {
 TEST_F(EveryRoutineTest, MethodsGiveMoreThanTheirFailureResult) {
   ASSERT_FALSE(setup_.plugin.methods().empty());
   for (const Method& method : setup_.plugin.methods()) {
+    if (method.assignable()) continue;  // reads what was assigned, see below
     EXPECT_TRUE(works(method)) << method.className << "." << method.text();
   }
 }

@@ -12,8 +12,7 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double kHuge = 1e300;  // large, but its products with channels are finite
 
-// --- The curves as the manual states them
-// ----------------------------------------------------------
+// --- The curves as the manual states them -------------------------------------------------------
 
 Real linear(Real v, double brightness) {
   const Real b = brightness;

@@ -11,6 +11,8 @@
 
 namespace {
 
+namespace fs = std::filesystem;
+
 using namespace test;
 
 constexpr int kWidth = 40, kHeight = 30;
