@@ -1,0 +1,123 @@
+// Which files are opened for cairo and GDK. The test program stands in front of the process's
+// loader, so that libraries can be missing.
+#include <dlfcn.h>
+
+#include "ProbeHost.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+/// What happens to the libraries that are opened while one of these lives.
+struct LoaderFault {
+  explicit LoaderFault(std::map<std::string, void*> present = {}) : libraries(std::move(present)) {
+    current = this;
+  }
+  ~LoaderFault() { current = nullptr; }
+  LoaderFault(const LoaderFault&) = delete;
+  LoaderFault& operator=(const LoaderFault&) = delete;
+
+  void* open(const char* name, int mode) {
+    names.emplace_back(name);
+    modes |= mode;
+    const auto found = libraries.find(name);
+    return found == libraries.end() ? nullptr : found->second;
+  }
+
+  std::map<std::string, void*> libraries;
+  Names names;
+  int modes = 0;
+  static inline LoaderFault* current = nullptr;
+};
+
+}  // namespace
+
+#if !defined(ZVK_SANITIZED)
+extern "C" __attribute__((visibility("default"))) void* dlopen(const char* name,
+                                                               int mode) noexcept {
+  if (LoaderFault::current && name) return LoaderFault::current->open(name, mode);
+  static auto* next = reinterpret_cast<void* (*)(const char*, int)>(dlsym(RTLD_NEXT, "dlopen"));
+  return next(name, mode);
+}
+#endif
+
+namespace {
+
+using namespace test;
+
+class ToolkitLoader : public testing::Test {
+ protected:
+  void SetUp() override {
+#if defined(ZVK_SANITIZED)
+    GTEST_SKIP() << "sanitizers stand in front of the loader themselves";
+#endif
+  }
+
+  ProbeHost setup{host::Settings{}};
+  const Probe::Toolkits& toolkits = setup.probe.toolkits;
+};
+
+TEST_F(ToolkitLoader, TriesTheFilesInOrderAndOnlyOnce) {
+  LoaderFault none;
+  EXPECT_FALSE(toolkits.loadGdk());
+  EXPECT_THAT(none.names, testing::ElementsAre(
+                              "libgdk-x11-2.0.so", "libgdk-x11-2.0.so.0",
+                              "/usr/lib/libgdk-x11-2.0.so", "/usr/lib32/libgdk-x11-2.0.so",
+                              "/usr/lib/libgdk-x11-2.0.so.0", "/usr/lib32/libgdk-x11-2.0.so.0"));
+  EXPECT_EQ(none.modes, RTLD_NOW);
+  none.names.clear();
+  EXPECT_FALSE(toolkits.loadCairo());
+  EXPECT_THAT(none.names,
+              testing::ElementsAre("libcairo.so", "libcairo.so.2", "libcairo.so.2.10800.10"));
+  none.names.clear();
+  EXPECT_FALSE(toolkits.loadGdk());
+  EXPECT_FALSE(toolkits.loadCairo());
+  EXPECT_TRUE(none.names.empty()) << "a failure is final";
+}
+
+TEST_F(ToolkitLoader, TakesTheFirstFileThatOpens) {
+  void* cairo = dlopen("libcairo.so.2", RTLD_NOW);
+  void* gdk = dlopen("libgdk-x11-2.0.so.0", RTLD_NOW);
+  LoaderFault some({{"libcairo.so.2", cairo}, {"/usr/lib32/libgdk-x11-2.0.so", gdk}});
+  EXPECT_TRUE(toolkits.loadCairo());
+  EXPECT_EQ(some.names.size(), 2u);
+  EXPECT_TRUE(toolkits.loadGdk());
+  EXPECT_EQ(some.names.size(), 6u);
+  EXPECT_TRUE(toolkits.loadCairo());
+  EXPECT_TRUE(toolkits.loadGdk());
+  EXPECT_EQ(some.names.size(), 6u);
+}
+
+TEST_F(ToolkitLoader, ALibraryWithoutTheFunctionsIsNone) {
+  void* other = dlopen("libm.so.6", RTLD_NOW);
+  {
+    LoaderFault wrong({{"libcairo.so", other}, {"libgdk-x11-2.0.so", other}});
+    EXPECT_FALSE(toolkits.loadCairo());
+    EXPECT_FALSE(toolkits.loadGdk());
+    EXPECT_THAT(wrong.names, testing::ElementsAre("libcairo.so", "libgdk-x11-2.0.so"));
+  }
+  EXPECT_FALSE(toolkits.loadCairo());
+}
+
+TEST_F(ToolkitLoader, PicturesWithoutTheirToolkitCannotBeRead) {
+  const host::PictureRef cairo = setup.host.newPicture(3, 2, {});
+  LoaderFault none;
+  EXPECT_FALSE(host::PictureRef(setup.plugin.call(cairo, "InvertZVK")));
+  EXPECT_EQ(cairo->openLocks(), 0);
+  const host::PictureOptions options = {.storage = host::Storage::kDrawable};
+  ZVK_NEEDS_STORAGE(options);
+  const host::PictureRef drawable = setup.host.newPicture(3, 2, options);
+  EXPECT_FALSE(host::PictureRef(setup.plugin.call(drawable, "InvertZVK")));
+  EXPECT_EQ(drawable->openLocks(), 0);
+}
+
+// Console applications run on machines that have neither toolkit.
+TEST_F(ToolkitLoader, RecordsNeedNoToolkit) {
+  ProbeHost console{host::Settings::forStorage(host::Storage::kRecord)};
+  const host::PictureRef picture = console.host.newPicture(3, 2);
+  LoaderFault none;
+  EXPECT_TRUE(host::PictureRef(console.plugin.call(picture, "InvertZVK")));
+  EXPECT_TRUE(none.names.empty());
+}
+
+}  // namespace
