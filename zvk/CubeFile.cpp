@@ -109,8 +109,12 @@ class CubeReader {
 
   // Only now: the bounds may come in any order.
   void checkDomain() const {
+    constexpr double kFar = 1e300;  // beyond it, positions in the grid overflow
     for (size_t x = 0; x < 3; ++x) {
       if (!(cube_.low_[x] < cube_.high_[x])) fail(domainLine_, "a maximum above the minimum");
+      if (cube_.low_[x] < -kFar || cube_.high_[x] > kFar) {
+        fail(domainLine_, "bounds from -1e300 to 1e300");
+      }
     }
   }
 

@@ -66,6 +66,14 @@ class Recording {
       : path_(path), file_(sf_open(path.c_str(), SFM_READ, &info_), sf_close) {
     if (file_ == nullptr) fail(sf_error(nullptr));
     if (info_.frames < 1) throw InputError(path + " holds no sound");
+    // A recording that was written to a pipe does not tell its length.
+    if (info_.frames == SF_COUNT_MAX) {
+      const int64_t counted = read([](Pair) {});
+      info_ = {};
+      file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
+      if (file_ == nullptr) fail(sf_error(nullptr));
+      info_.frames = counted;
+    }
   }
 
   int64_t frames() const { return info_.frames; }

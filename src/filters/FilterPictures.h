@@ -24,14 +24,13 @@ void releasePictures(Data& data) noexcept {
   replacePicture(data.destinationPicture, nullptr);
 }
 
-/// Where one axis of the block starts and ends, in pixels from the picture's edge. The end is the
-/// maximum if that lies above the minimum, as both are stored, and inside the picture; else it is
-/// the picture's far edge. The start is the minimum, or 0 if that is negative. A rectangle that
-/// lies outside of the picture thus gives an empty block, whichever side it lies on.
+/// Where one axis of the block starts and ends, in pixels from the picture's edge. A negative
+/// minimum counts as 0. The end is the maximum if that lies above the minimum and inside the
+/// picture; else it is the picture's far edge.
 constexpr std::pair<int32_t, int32_t> blockAxis(int32_t minimum, int32_t maximum,
                                                 int32_t length) noexcept {
-  const int32_t end = maximum > minimum && maximum < length ? maximum : length;
-  return {std::max(minimum, 0), end};
+  const int32_t start = std::max(minimum, 0);
+  return {start, maximum > start && maximum < length ? maximum : length};
 }
 
 /// The block of pixels that the instance's rectangle selects. It lies at the same place in source

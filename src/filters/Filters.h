@@ -7,8 +7,6 @@
 /// Instance data of PictureLut3DZVK. The host reads and writes the plain fields by position.
 struct Lut3DData {
   static constexpr int kAxis = 18;  ///< grid points stored per axis
-  static constexpr int kUsedAxis =
-      16;  ///< grid points that the filter reads, 17 channel units apart
   static constexpr int kChannels = 3;
   static constexpr int kEntries = kAxis * kAxis * kAxis * kChannels;
 

@@ -28,36 +28,38 @@ int32_t usefulOffset(int32_t offset) noexcept {
   return std::clamp(offset, -kLimit, kLimit);
 }
 
-/// t = (R * red + G * green + B * blue) / 1024, then each channel is its offset plus t.
+Rgb wholeWeights(const PictureSepiaData& data) noexcept {
+  return {wholeWeight(data.redWeight), wholeWeight(data.greenWeight), wholeWeight(data.blueWeight)};
+}
+
+/// Whether no pixel's sum can leave 32 bits.
+bool sumsFit(Rgb weights) noexcept {
+  const int64_t size = std::abs(int64_t{weights.red}) + std::abs(int64_t{weights.green}) +
+                       std::abs(int64_t{weights.blue});
+  return size * 255 <= std::numeric_limits<int32_t>::max();
+}
+
+/// t = (R * red + G * green + B * blue) / 1024, then each channel is its offset plus t. A sum
+/// beyond 32 bits saturates; `Sum` is a type that no sum overflows.
+template <typename Sum>
 struct Sepia {
   Rgb weights;
   Rgb offsets;
 
   explicit Sepia(const PictureSepiaData& data) noexcept
-      : weights(limited({wholeWeight(data.redWeight), wholeWeight(data.greenWeight),
-                         wholeWeight(data.blueWeight)})),
+      : weights(wholeWeights(data)),
         offsets{usefulOffset(data.sepiaRed), usefulOffset(data.sepiaGreen),
                 usefulOffset(data.sepiaBlue)} {}
 
   uint32_t operator()(uint32_t word) const noexcept {
+    constexpr Sum kLowest = std::numeric_limits<int32_t>::min();
+    constexpr Sum kHighest = std::numeric_limits<int32_t>::max();
     const Rgb v = unpack(word);
-    const int32_t grey =
-        (v.red * weights.red + v.green * weights.green + v.blue * weights.blue) / kScale;
+    const Sum sum =
+        Sum{v.red} * weights.red + Sum{v.green} * weights.green + Sum{v.blue} * weights.blue;
+    const auto grey = static_cast<int32_t>(std::clamp(sum, kLowest, kHighest)) / kScale;
     return pack({clampedChannel(offsets.red + grey), clampedChannel(offsets.green + grey),
                  clampedChannel(offsets.blue + grey)});
-  }
-
- private:
-  /// The weights themselves wherever no 32-bit sum can overflow; otherwise each is saturated at a
-  /// third of the range, more than 2700 times what makes white of the darkest grey.
-  static Rgb limited(Rgb w) noexcept {
-    constexpr int32_t kLargestSum = std::numeric_limits<int32_t>::max();
-    constexpr int32_t kThird = kLargestSum / (3 * 255);
-    const int64_t size =
-        std::abs(int64_t{w.red}) + std::abs(int64_t{w.green}) + std::abs(int64_t{w.blue});
-    if (size * 255 <= kLargestSum) return w;
-    const auto limit = [=](int32_t weight) { return std::clamp(weight, -kThird, kThird); };
-    return {limit(w.red), limit(w.green), limit(w.blue)};
   }
 };
 
@@ -78,7 +80,12 @@ HostBoolean SepiaRun(REALobjectStruct* instance) noexcept {
   if (!reader) return false;
   ScopedWriter writer(reader.width(), reader.height());
   if (!writer) return false;
-  mapPixels(reader.editor(), writer.editor(), filters::blockOf(data, reader.editor()), Sepia(data));
+  const Region block = filters::blockOf(data, reader.editor());
+  if (sumsFit(wholeWeights(data))) {
+    mapPixels(reader.editor(), writer.editor(), block, Sepia<int32_t>(data));
+  } else {
+    mapPixels(reader.editor(), writer.editor(), block, Sepia<int64_t>(data));
+  }
   REALpictureStruct* const result = writer.render();
   if (result == nullptr) return false;
   filters::replacePicture(data.destinationPicture, result);

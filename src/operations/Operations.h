@@ -55,8 +55,8 @@ ZVK_EXPORT HostBoolean ScrollZVK(REALpictureStruct* self, HostLong deltaX, HostL
 /// The alpha channel as a grey picture: 255 where opaque, everywhere for pictures without one. With
 /// `swap`, 255 - v.
 ZVK_EXPORT REALpictureStruct* GetEmbededMask(REALpictureStruct* self, HostBoolean swap) noexcept;
-/// Writes the red channel of `mask` into the alpha channel of `self` in place, on the area that
-/// both share. Pictures without an alpha channel stay as they are.
+/// Writes the red channel of `mask` (255 - v with `swap`) into the alpha channel of `self` in
+/// place, on the area that both share. Pictures without an alpha channel stay as they are.
 ZVK_EXPORT void SetEmbededMask(REALpictureStruct* self, HostBoolean swap,
                                REALpictureStruct* mask) noexcept;
 /// Whether the picture has a separate mask picture.
@@ -70,11 +70,11 @@ ZVK_EXPORT REALstringStruct* PicturetoBinaryString(REALpictureStruct* p) noexcep
 /// The picture back; nil for anything that is not such a string, whole.
 ZVK_EXPORT REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) noexcept;
 
-// --- Brightness and contrast (Tone.cpp) (alpha as source)
-// ----------------------------------------- The trailing 1 is one value for all channels, 3 a value
-// for red, green and blue. With a channel v: contrast: t = 127 + (v - 127) * (Contrast + 1); linear
-// brightness B: below 0 v * (255 + B) / 255, else v * (255 - B) / 255 + B; absolute brightness: v +
-// B.
+// --- Brightness and contrast (Tone.cpp) (alpha as source) ----------------------------------------
+//
+// The trailing 1 is one value for all channels, 3 a value for red, green and blue. With a channel
+// v: contrast: t = 127 + (v - 127) * (Contrast + 1); linear brightness B: below 0 v * (255 + B) /
+// 255, else v * (255 - B) / 255 + B; absolute brightness: v + B.
 
 /// Linear brightness, not clamped: the low 8 bits of the truncated value are kept.
 ZVK_EXPORT REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self, double b) noexcept;

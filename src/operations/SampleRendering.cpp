@@ -311,11 +311,11 @@ REALpictureStruct* RenderSamples(REALmemoryBlockStruct* samples, HostLong sample
   if (ColumnBuffer::bytesFor(width) > INT32_MAX) return nullptr;
   Columns columns(static_cast<int32_t>(width));
   if (!columns) return nullptr;
-  // Before the samples are read, which may be many, and for nothing.
+  // Before the host makes a picture, which could move the bytes.
+  const double peak = smoothInto(columns, source, smooth);
   ScopedWriter writer(static_cast<int32_t>(width), static_cast<int32_t>(height));
   if (!writer) return nullptr;
 
-  const double peak = smoothInto(columns, source, smooth);
   const auto centre = static_cast<int32_t>(height / 2);
   scaleToRows(columns, peak, static_cast<int32_t>(height));
   drawBands(writer.editor(), columns, centre, static_cast<uint32_t>(backColor) & kColorBits,

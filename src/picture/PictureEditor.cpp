@@ -89,6 +89,7 @@ bool fillFromPixelRecord(PictureEditor& e) noexcept {
   e.width = e.description.width;
   e.height = e.description.height;
   e.bytesPerPixel = 4;
+  if (e.width > std::numeric_limits<int32_t>::max() / e.bytesPerPixel) return false;
   e.rowBytes = static_cast<int32_t>(static_cast<uint32_t>(e.width) * 4U);
   e.pixelFormat = kPixelFormatHostBuffer;
   e.rowTable = record->rowStarts;

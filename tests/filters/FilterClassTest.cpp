@@ -29,10 +29,11 @@ constexpr RectangleCase kRectangles[] = {
     {"maximum below the minimum", 7, 4, 2, 1, 7, 4, 20, 6},
     {"minimum beyond the edge", 20, 0, 30, 3, 0, 0, 0, 0},
     {"negative minimum", -5, -1, 4, 3, 0, 0, 4, 3},
+    {"negative minimum alone", -5, -1, 0, 0, 0, 0, 20, 6},
     {"lowest minimum", kLowest, kLowest, 4, 3, 0, 0, 4, 3},
     {"lowest minimum and highest maximum", kLowest, kLowest, kHighest, kHighest, 0, 0, 20, 6},
-    {"left of the picture", -5, 0, -2, 0, 0, 0, 0, 0},
-    {"above the picture", 0, kLowest, 0, -1, 0, 0, 0, 0},
+    {"left of the picture", -5, 0, -2, 0, 0, 0, 20, 6},
+    {"above the picture", 0, kLowest, 0, -1, 0, 0, 20, 6},
 };
 
 TEST_P(FilterClassTest, FiltersTheRectangleAndLeavesTheRestFresh) {

@@ -96,6 +96,8 @@ const ExtremeCase kExtremes[] = {
     {"beyond, white", {1e9, 1e9, 1e9}, {0, -2000, -3000000}, kWhite, {255, 255, 0}},
     {"beyond, opposed", {1e9, -1e9, 0}, {77, 77, 77}, {90, 90, 0}, {77, 77, 77}},
     {"beyond, negative", {-1e300, 0, 0}, {255, 255, 255}, {1, 0, 0}, {0, 0, 0}},
+    {"opposed, within the range", {8789, -8691, 0}, {0, 0, 0}, {100, 100, 0}, kWhite},
+    {"large, within the range", {8789, 0, 0}, {-5000, -8789, 0}, {1, 0, 0}, {255, 0, 255}},
     {"infinite", {kInfinity, 0, 0}, {0, 0, 0}, {1, 0, 0}, {255, 255, 255}},
     {"minus infinite", {0, -kInfinity, 0}, {255, 255, 255}, {0, 1, 0}, {0, 0, 0}},
     {"not a number", {kNaN, kNaN, 1}, {0, 0, 1}, {200, 200, 50}, {50, 50, 51}},
