@@ -47,7 +47,7 @@ TEST_F(RunTest, TakesEveryKindOfArgument) {
   for (int v = 255; v >= 0; --v) {
     inverse += static_cast<char>(v);
     char digits[3];
-    snprintf(digits, sizeof digits, "%02x", v);
+    snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(v) & 0xFFU);
     hex += digits;
   }
   host::writeFile("inverse", inverse);
