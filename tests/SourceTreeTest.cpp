@@ -21,7 +21,6 @@ struct Rule {
 
 const Rule kRules[] = {
     {"src/frame/Declarations.cpp", {"frame/", "operations/", "filters/"}},
-    {"src/operations/Pending.cpp", {"operations/", "filters/"}},
     {"src/frame/", {"frame/"}},
     {"src/picture/", {"picture/", "frame/"}},
     {"src/operations/", {"operations/", "picture/", "frame/"}},

@@ -118,6 +118,48 @@ TEST_P(FailingHostTest, EachAllocationFails) {
   }
 }
 
+TEST_P(FailingHostTest, NoPictureCanBeMade) {
+  PluginHost setup(GetParam().options);
+  for (const DeclaredCall& call : everyCall(setup.plugin, setup.options, 6, 5, 3)) {
+    if (call.method->declaration.result != grammar::Type::kPicture) continue;
+    constexpr const char* kMakers[] = {"newPicture", "PluginNewInstance",
+                                       "REALBuildPictureFromBuffer"};
+    for (const char* maker : kMakers) setup.host.failFrom(maker);
+    EXPECT_TRUE(make(setup.plugin, call).value.isNil()) << call.text();
+    for (const char* maker : kMakers) setup.host.restore(maker);
+  }
+}
+
+TEST_P(FailingHostTest, ArgumentsAreNil) {
+  PluginHost setup(GetParam().options);
+  for (const DeclaredCall& whole : everyCall(setup.plugin, setup.options, 6, 5, 3)) {
+    if (whole.method->kind == host::Method::Kind::kClass) continue;
+    // The place 0 is the picture itself.
+    for (size_t place = 0; place <= whole.arguments.size(); ++place) {
+      DeclaredCall call = whole;
+      host::Value& value = place == 0 ? call.self : call.arguments[place - 1];
+      if (!value.isObject() && !value.isString()) continue;
+      value = nullptr;
+      make(setup.plugin, call);
+      ASSERT_THAT(setup.host.accounts(), testing::IsEmpty()) << call.text() << ", " << place;
+    }
+  }
+}
+
+// The table of a host's pixel record may lack rows.
+TEST(RowTableTest, StandsMissingRows) {
+  PluginHost setup({.storage = host::Storage::kRecord, .scatteredRows = true});
+  for (const DeclaredCall& call : everyCall(setup.plugin, setup.options, 6, 5, 3)) {
+    if (call.method->kind != host::Method::Kind::kPicture) continue;
+    for (const size_t y : {0, 2, 4}) {
+      uint8_t*& row = call.self.picture()->record()->rowStarts[y];
+      uint8_t* const kept = std::exchange(row, nullptr);
+      make(setup.plugin, call);
+      row = kept;
+    }
+  }
+}
+
 ZVK_ALL_LAYOUTS(FailingHostTest);
 
 }  // namespace
