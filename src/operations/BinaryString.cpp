@@ -51,38 +51,65 @@ void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexc
   putWord(header + kPixelsAt, kHeaderBytes);
 }
 
-/// Calls copy(triples) for each row of the editor with the row's place in the packed pixels.
-template <typename Byte, typename Copy>
-void walkRows(PictureEditor& e, Byte* triples, Copy copy) noexcept {
-  for (int32_t y = 0; y < e.height; ++y) {
-    copy(triples);
-    triples += static_cast<ptrdiff_t>(e.width) * 3;
-    NextRow(e);
+/// Packs a row's words past the caches.
+void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
+  uint8_t block[kBlock * 3];
+  while (count > 0) {
+    // Blocks end where cache lines do. 3 times 43 is 1 in 64ths, so this many pixels before the
+    // first one a pixel begins with a line.
+    const int32_t past = pastLine(triples) * 43 % kLine;
+    const int32_t length = std::min(kBlock - past, count);
+    packTriples(words, block, length);
+    streamBlock(triples, block, length * 3, {reinterpret_cast<const uint8_t*>(words)});
+    words += length;
+    triples += ptrdiff_t{length} * 3;
+    count -= length;
   }
 }
 
 void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
-  walkRows(reader, triples, [&reader](uint8_t* out) {
+  const ptrdiff_t rowLength = ptrdiff_t{reader.width} * 3;
+  const bool streamed = !isPacked(reader) && prepareStreaming(triples, rowLength * reader.height);
+  for (int32_t y = 0; y < reader.height; ++y, triples += rowLength, NextRow(reader)) {
     if (reader.row == nullptr) {
-      memset(out, 0, static_cast<size_t>(reader.width) * 3);
+      memset(triples, 0, static_cast<size_t>(rowLength));
     } else if (isPacked(reader)) {
-      memcpy(out, reader.row, static_cast<size_t>(reader.width) * 3);
+      memcpy(triples, reader.row, static_cast<size_t>(rowLength));
     } else {
-      packTriples(reinterpret_cast<const Word*>(reader.row), out, reader.width);
+      const auto pack = streamed ? streamTriples : packTriples;
+      pack(reinterpret_cast<const Word*>(reader.row), triples, reader.width);
     }
-  });
+  }
 }
 
+/// The triples of a row as a source of opaque words.
+struct Unpack {
+  const uint8_t* triples;  ///< of the run's first pixel
+  uint32_t opaque;
+
+  void run(Word* out, int32_t count, uint32_t) const noexcept {
+    unpackTriples(triples, out, count, opaque);
+  }
+};
+
 void writeTriples(PictureEditor& writer, const uint8_t* triples) noexcept {
-  const uint32_t top = writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
-  walkRows(writer, triples, [&writer, top](const uint8_t* in) {
-    if (writer.row == nullptr) return;
+  const ptrdiff_t rowLength = ptrdiff_t{writer.width} * 3;
+  const uint32_t opaque =
+      writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
+  Output output(writer, wholeOf(writer));
+  for (int32_t y = 0; y < writer.height; ++y, triples += rowLength, NextRow(writer)) {
     if (isPacked(writer)) {
-      memcpy(writer.row, in, static_cast<size_t>(writer.width) * 3);
-    } else {
-      unpackTriples(in, reinterpret_cast<Word*>(writer.row), writer.width, top);
+      if (writer.row != nullptr) memcpy(writer.row, triples, static_cast<size_t>(rowLength));
+      continue;
     }
-  });
+    for (int32_t x = 0; x < writer.width;) {
+      const int32_t rest = writer.width - x;
+      const int32_t count = output.streamed() ? output.blockLength(x, rest) : rest;
+      const uint8_t* const source = triples + ptrdiff_t{x} * 3;
+      output.write(x, count, {source}, Unpack{source, opaque});
+      x += count;
+    }
+  }
 }
 
 /// What the header of a binary string says, once the string is known to hold all of it.

@@ -232,30 +232,35 @@ ZVK_CLONES void drawCells(const Cells* cells, int32_t count, Word* out, uint32_t
   for (; i < count; ++i) out[i] = top | ((cells[wordOf(i)] & cellAt(i)) != 0 ? 0 : kColorBits);
 }
 
-/// Draws cells into the current row from column x on.
-void drawRow(PictureEditor& writer, int32_t x, const Cells* cells, int32_t count) noexcept {
-  if (!isPacked(writer)) {
-    drawCells(cells, count, reinterpret_cast<Word*>(writer.row) + x, fourthByte(writer));
-    return;
+struct White {
+  uint32_t operator()() const noexcept { return kColorBits; }
+};
+
+/// Cells as a source of words.
+struct DrawCells {
+  const Cells* cells;
+
+  void run(Word* out, int32_t count, uint32_t top) const noexcept {
+    drawCells(cells, count, out, top);
   }
-  Word block[kBlock];
-  for (int32_t i = 0; i < count; i += kBlock) {
-    const int32_t length = std::min(kBlock, count - i);
-    drawCells(cells + wordOf(i), length, block, 0);
-    packTriples(block, writer.row + static_cast<ptrdiff_t>(x + i) * 3, length);
-  }
-}
+};
 
 void drawBoxes(PictureEditor& writer, const Region& region, BoxFinder& finder) noexcept {
   if (region.right - region.left < writer.width || region.bottom - region.top < writer.height) {
-    zipPixels(writer, wholeOf(writer), [] { return kColorBits; });
+    zipPixels(writer, wholeOf(writer), White{});
   }
   // A picture that the host made smaller than asked for holds no more.
   const Region drawn = region.intersect(wholeOf(writer));
+  Output output(writer, drawn);
+  const int32_t step = isPacked(writer) || output.streamed() ? kBlock : writer.width;
   for (int32_t y = drawn.top; y < drawn.bottom; ++y) {
     seekRow(writer, y);
-    if (writer.row != nullptr)
-      drawRow(writer, drawn.left, finder.boxes(y - region.top), drawn.right - drawn.left);
+    const Cells* const cells = finder.boxes(y - region.top);
+    for (int32_t x = drawn.left; x < drawn.right;) {
+      const int32_t count = std::min(step, drawn.right - x);
+      output.write(x, count, {}, DrawCells{cells + wordOf(x - drawn.left)});
+      x += count;
+    }
   }
 }
 

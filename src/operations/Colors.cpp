@@ -62,15 +62,6 @@ const char* missingArgument(REALpictureStruct* self, REALmemoryBlockStruct* red,
   return nullptr;
 }
 
-/// The tables as a kernel, which is copied about.
-struct LookUp {
-  const ChannelTables* tables;
-
-  void run(Word* out, int32_t count, uint32_t top, Run in) const noexcept {
-    tables->run(out, count, top, in.words);
-  }
-};
-
 struct ReplaceColor {
   IsColor searched;
   uint32_t replacement;

@@ -18,6 +18,14 @@ struct InvertGray {
   }
 };
 
+/// Maps the pixels of the region that `regionOf(editor)` names.
+template <typename RegionOf, typename F>
+REALpictureStruct* mappedRegion(REALpictureStruct* self, RegionOf regionOf, F f) noexcept {
+  return writtenPicture(self, [=](PictureEditor& reader, PictureEditor& writer) {
+    mapPixels(reader, writer, regionOf(reader), f);
+  });
+}
+
 }  // namespace
 
 REALpictureStruct* InvertPicture2(REALpictureStruct* self) noexcept {
@@ -29,7 +37,7 @@ REALpictureStruct* InvertPicture(REALpictureStruct* self, HostLong left, HostLon
   const auto region = [=](const PictureEditor& e) {
     return clip(e, left, top, width > 0 ? width : e.width, height > 0 ? height : e.height);
   };
-  return mappedPicture(self, region, Invert{});
+  return mappedRegion(self, region, Invert{});
 }
 
 REALpictureStruct* InvertGrayPicture2(REALpictureStruct* self) noexcept {
@@ -41,5 +49,5 @@ REALpictureStruct* InvertGrayPicture(REALpictureStruct* self, HostLong left, Hos
   const auto region = [=](const PictureEditor& e) {
     return clip(e, left, top, width >= 0 ? width : e.width, height >= 0 ? height : e.height);
   };
-  return mappedPicture(self, region, InvertGray{});
+  return mappedRegion(self, region, InvertGray{});
 }

@@ -251,8 +251,9 @@ void drawBands(PictureEditor& writer, const Columns& columns, int32_t centre, ui
       bottoms[i] = static_cast<uint32_t>(std::max({a, b, centre}));
     }
     seekRow(writer, 0);
+    Output output(writer, {left, 0, left + count, writer.height});
     for (int32_t y = 0; y < writer.height; ++y, NextRow(writer)) {
-      writeRun(writer, left, count, BandRow{y, fore, back}, Run{tops}, Run{bottoms});
+      output.write(left, count, {}, BandRow{y, fore, back}, Run{tops}, Run{bottoms});
     }
   }
 }

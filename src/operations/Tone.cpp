@@ -1,4 +1,5 @@
 #include "operations/Operations.h"
+#include "picture/ChannelTables.h"
 #include "picture/Channels.h"
 #include "picture/PixelRows.h"
 
@@ -56,29 +57,22 @@ struct Then {
 };
 
 /// One curve per channel, and the conversion of its values.
-template <typename Curve, int32_t (*toChannel)(double) noexcept>
+template <typename Rule, typename Curve>
 struct ToneKernel {
   Curve red, green, blue;
 
   uint32_t operator()(uint32_t word) const noexcept {
     const Rgb v = unpack(word);
-    return pack({toChannel(red(v.red)), toChannel(green(v.green)), toChannel(blue(v.blue))});
+    return pack({Rule::any(red(v.red)), Rule::any(green(v.green)), Rule::any(blue(v.blue))});
   }
 };
 
-/// Every curve is a line, also as computed: rounding never reverses an order. Its values then lie
-/// between those of black and white.
-template <typename Curve>
-bool isBoundedCurve(const Curve& curve) noexcept {
-  return isBounded(curve(0)) && isBounded(curve(255));
-}
-
 template <typename Rule, typename Curve>
 REALpictureStruct* toned(REALpictureStruct* self, Curve red, Curve green, Curve blue) noexcept {
-  if (isBoundedCurve(red) && isBoundedCurve(green) && isBoundedCurve(blue)) {
-    return mappedPicture(self, ToneKernel<Curve, Rule::bounded>{red, green, blue});
-  }
-  return mappedPicture(self, ToneKernel<Curve, Rule::any>{red, green, blue});
+  const ToneKernel<Rule, Curve> kernel{red, green, blue};
+  return writtenPicture(self, [=](PictureEditor& reader, PictureEditor& writer) {
+    mapChannels(reader, writer, kernel);
+  });
 }
 
 template <typename Curve, typename Rule = ClampingRule>

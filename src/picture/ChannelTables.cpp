@@ -1,18 +1,24 @@
 #include "picture/ChannelTables.h"
 
-#include <immintrin.h>
-
-#include <cstring>
+#include "picture/ByteVectors.h"
 
 namespace pixels {
 
 ChannelTables::ChannelTables(const uint8_t* red, const uint8_t* green,
                              const uint8_t* blue) noexcept {
-  const uint8_t* const tables[3] = {blue, green, red};
+  uint32_t entries[kLevels];
+  for (int32_t level = 0; level < kLevels; ++level) {
+    entries[level] = pack({red[level], green[level], blue[level]});
+  }
+  setTables(entries);
+}
+
+void ChannelTables::setTables(const Word* entries) noexcept {
   for (int32_t channel = 0; channel < 3; ++channel) {
-    memcpy(bytes_[channel], tables[channel], kLevels);
     for (int32_t level = 0; level < kLevels; ++level) {
-      words_[channel][level] = static_cast<uint32_t>(tables[channel][level]) << (8 * channel);
+      const uint32_t value = entries[level] & 0xFFU << 8 * channel;
+      words_[channel][level] = value;
+      bytes_[channel][level] = static_cast<uint8_t>(value >> 8 * channel);
     }
   }
 }
@@ -27,8 +33,6 @@ void ChannelTables::runPlain(Word* out, int32_t count, uint32_t top,
 }
 
 #if defined(__x86_64__)
-
-#define ZVK_VBMI __attribute__((target("avx512f,avx512bw,avx512vbmi")))
 
 namespace {
 
@@ -49,8 +53,7 @@ struct Table {
 
 }  // namespace
 
-// For processors with byte permutations of two registers, which the loader does not tell apart. All
-// 64 bytes go through all three tables; each byte keeps the result of its own channel.
+// All 64 bytes go through all three tables; each byte keeps the result of its own channel.
 ZVK_VBMI void ChannelTables::runVbmi(Word* out, int32_t count, uint32_t top,
                                      const Word* in) const noexcept {
   constexpr int32_t kRound = 16;
@@ -76,22 +79,13 @@ ZVK_VBMI void ChannelTables::runVbmi(Word* out, int32_t count, uint32_t top,
   _mm512_mask_storeu_epi32(out + i, lanes, mapped(_mm512_maskz_loadu_epi32(lanes, in + i)));
 }
 
-void ChannelTables::run(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept {
-  static const bool vbmi =
-      __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw");
-  if (vbmi) {
-    runVbmi(out, count, top, in);
-  } else {
-    runPlain(out, count, top, in);
-  }
-}
-
-#else
+#endif
 
 void ChannelTables::run(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept {
+#if defined(__x86_64__)
+  if (hasByteVectors()) return runVbmi(out, count, top, in);
+#endif
   runPlain(out, count, top, in);
 }
-
-#endif
 
 }  // namespace pixels

@@ -7,7 +7,7 @@
 
 namespace pixels {
 
-/// Three tables of 256 bytes. A kernel for mapPixels, with a run of its own.
+/// Three tables of 256 bytes.
 class ChannelTables {
  public:
   static constexpr int32_t kLevels = 256;
@@ -15,10 +15,21 @@ class ChannelTables {
   /// Copies the tables.
   ChannelTables(const uint8_t* red, const uint8_t* green, const uint8_t* blue) noexcept;
 
-  /// Writes the mapped words with the given top byte; the kernel's own loop (see mapRun).
+  /// The tables of a kernel of one source each of whose channels depends on the same channel alone.
+  template <typename F>
+  explicit ChannelTables(F f) noexcept {
+    uint32_t greys[kLevels], mapped[kLevels];
+    for (uint32_t level = 0; level < kLevels; ++level) greys[level] = level * 0x010101U;
+    mapRun(mapped, kLevels, 0, f, Run{greys});
+    setTables(mapped);
+  }
+
+  /// Writes the mapped words with the given top byte.
   void run(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 
  private:
+  /// Words of the three tables' entries.
+  void setTables(const Word* entries) noexcept;
   void runPlain(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 #if defined(__x86_64__)
   void runVbmi(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
@@ -27,5 +38,24 @@ class ChannelTables {
   alignas(64) uint8_t bytes_[3][kLevels];  ///< blue, green, red, as in memory
   uint32_t words_[3][kLevels];  ///< the same, each entry in its channel's place in a word
 };
+
+/// The tables as a kernel, which is copied about.
+struct LookUp {
+  const ChannelTables* tables;
+
+  void run(Word* out, int32_t count, uint32_t top, Run in) const noexcept {
+    tables->run(out, count, top, in.words);
+  }
+};
+
+/// Maps pixels with a kernel that can do it by tables. Where there are few pixels, the kernel's own
+/// arithmetic takes less time than to make tables.
+template <typename F>
+void mapChannels(PictureEditor& reader, PictureEditor& writer, F f) noexcept {
+  constexpr int64_t kFew = 4 * ChannelTables::kLevels;
+  if (int64_t{writer.width} * writer.height <= kFew) return mapPixels(reader, writer, f);
+  const ChannelTables tables(f);
+  mapPixels(reader, writer, LookUp{&tables});
+}
 
 }  // namespace pixels

@@ -11,8 +11,7 @@ constexpr int32_t clampedChannel(int32_t value) noexcept {
 }
 
 // A rule turns any computed value into a channel: truncation toward zero to a 32-bit integer, which
-// saturates (NaN gives 0), and then what the rule says. `bounded` is the same for values that are
-// known to lie within the integer range, where it costs half as much.
+// saturates (NaN gives 0), and then what the rule says.
 
 /// Clamps the integer to 0..255.
 struct ClampingRule {
@@ -21,6 +20,8 @@ struct ClampingRule {
     const double positive = value > 0.0 ? value : 0.0;
     return static_cast<int32_t>(positive < 255.0 ? positive : 255.0);
   }
+  /// The same for values that are known to lie within the integer range, where it costs half as
+  /// much.
   static int32_t bounded(double value) noexcept {
     return clampedChannel(static_cast<int32_t>(value));
   }
@@ -33,12 +34,6 @@ struct WrappingRule {
     const double high = number < 2147483647.0 ? number : 2147483647.0;
     return static_cast<int32_t>(high > -2147483648.0 ? high : -2147483648.0) & 0xFF;
   }
-  static int32_t bounded(double value) noexcept { return static_cast<int32_t>(value) & 0xFF; }
 };
-
-/// Whether `bounded` may be used for a value; false for NaN.
-constexpr bool isBounded(double value) noexcept {
-  return value > -2147483648.0 && value < 2147483647.0;
-}
 
 }  // namespace pixels

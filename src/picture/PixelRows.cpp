@@ -1,86 +1,47 @@
 #include "picture/PixelRows.h"
 
-#include <immintrin.h>
+#include <cstring>
 
 namespace pixels {
 
 namespace {
 
-// Byte triples, in a version for each instruction set between which the loader chooses. The plain
-// loops are what the others do to several pixels at once.
-
-void unpackPlain(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept {
-  for (int32_t i = 0; i < count; ++i) {
-    const uint8_t* triple = triples + static_cast<ptrdiff_t>(i) * 3;
-    words[i] = pack({triple[0], triple[1], triple[2]}) | top;
-  }
+/// Whether the region's rows follow each other in memory, in this order.
+bool isOnePiece(const PictureEditor& e, const Region& region) noexcept {
+  const int32_t rows = region.bottom - 1 - region.top;
+  return rowAddress(e, region.bottom - 1) - rowAddress(e, region.top) ==
+         static_cast<ptrdiff_t>(rows) * e.rowBytes;
 }
 
-void packPlain(const Word* words, uint8_t* triples, int32_t count) noexcept {
-  for (int32_t i = 0; i < count; ++i) {
-    const Rgb color = unpack(words[i]);
-    uint8_t* triple = triples + static_cast<ptrdiff_t>(i) * 3;
-    triple[0] = static_cast<uint8_t>(color.red);
-    triple[1] = static_cast<uint8_t>(color.green);
-    triple[2] = static_cast<uint8_t>(color.blue);
-  }
-}
-
-/// Pixels per round of the vector versions, and how many more must follow so that its loads and
-/// stores of 16 bytes, of which 12 count, stay inside the rows.
-constexpr int32_t kRound = 8;
-constexpr int32_t kSlack = 2;
-
-__attribute__((target("default"))) void unpackRun(const uint8_t* triples, Word* words,
-                                                  int32_t count, uint32_t top) noexcept {
-  unpackPlain(triples, words, count, top);
-}
-
-__attribute__((target("avx2"))) void unpackRun(const uint8_t* triples, Word* words, int32_t count,
-                                               uint32_t top) noexcept {
-  const __m256i order = _mm256_broadcastsi128_si256(
-      _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1));
-  const __m256i tops = _mm256_set1_epi32(static_cast<int>(top));
-  int32_t i = 0;
-  for (; i + kRound + kSlack <= count; i += kRound) {
-    const uint8_t* from = triples + static_cast<ptrdiff_t>(i) * 3;
-    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i_u*>(from));
-    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i_u*>(from + 12));
-    const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
-    _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(words + i),
-                        _mm256_or_si256(_mm256_shuffle_epi8(both, order), tops));
-  }
-  unpackPlain(triples + static_cast<ptrdiff_t>(i) * 3, words + i, count - i, top);
-}
-
-__attribute__((target("default"))) void packRun(const Word* words, uint8_t* triples,
-                                                int32_t count) noexcept {
-  packPlain(words, triples, count);
-}
-
-__attribute__((target("avx2"))) void packRun(const Word* words, uint8_t* triples,
-                                             int32_t count) noexcept {
-  const __m256i order = _mm256_broadcastsi128_si256(
-      _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1));
-  int32_t i = 0;
-  for (; i + kRound + kSlack <= count; i += kRound) {
-    const __m256i from = _mm256_loadu_si256(reinterpret_cast<const __m256i_u*>(words + i));
-    const __m256i packed = _mm256_shuffle_epi8(from, order);
-    uint8_t* to = triples + static_cast<ptrdiff_t>(i) * 3;
-    _mm_storeu_si128(reinterpret_cast<__m128i_u*>(to), _mm256_castsi256_si128(packed));
-    _mm_storeu_si128(reinterpret_cast<__m128i_u*>(to + 12), _mm256_extracti128_si256(packed, 1));
-  }
-  packPlain(words + i, triples + static_cast<ptrdiff_t>(i) * 3, count - i);
+// Byte triples are not streamed: they lie in buffers of the plug-in's own, which are new.
+bool prepareRegion(const PictureEditor& writer, const Region& region) noexcept {
+  if (isPacked(writer) || region.empty() || region.right - region.left < kBlock) return false;
+  uint8_t* const first = rowAddress(writer, region.top);
+  if (first == nullptr || !isOnePiece(writer, region)) return false;
+  const int64_t rows = region.bottom - region.top;
+  return prepareStreaming(first, rows * writer.rowBytes);
 }
 
 }  // namespace
 
-void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept {
-  unpackRun(triples, words, count, top);
+Output::Output(PictureEditor& writer, const Region& region) noexcept
+    : writer_(writer), streamed_(prepareRegion(writer, region)) {}
+
+int32_t Output::blockLength(int32_t x, int32_t count) const noexcept {
+  const int32_t past = streamed_ ? pastLine(addressOf(writer_, x)) / writer_.bytesPerPixel : 0;
+  return std::min(kBlock - past, count);
 }
 
-void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
-  packRun(words, triples, count);
+void Output::putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept {
+  uint8_t* const place = addressOf(writer_, x);
+  const int32_t bytes = count * writer_.bytesPerPixel;
+  if (isPacked(writer_)) {
+    packTriples(words, place, count);
+  } else if (streamed_) {
+    streamBlock(place, words, bytes, sources);
+  } else {
+    memcpy(place, words, static_cast<size_t>(bytes));
+  }
 }
 
 }  // namespace pixels

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "picture/PictureEditor.h"
+#include "picture/Streaming.h"
 
 // The one place where code is chosen by processor: a function so marked is compiled once per
 // instruction set, and the loader binds the best one that the machine has. Kernels belong into
@@ -89,9 +90,6 @@ inline void seekRow(PictureEditor& e, int32_t y) noexcept {
 
 // --- Runs of words ------------------------------------------------------------------------------
 
-/// Pixels of byte-triple rows are handled in blocks of this many, which stay in the nearest cache.
-inline constexpr int32_t kBlock = 512;
-
 inline bool isPacked(const PictureEditor& e) noexcept {
   return e.pixelFormat == kPixelFormatPixbufRGB;
 }
@@ -101,6 +99,10 @@ inline uint32_t fourthByte(const PictureEditor& e) noexcept {
   return e.pixelFormat == kPixelFormatHostBuffer ? 0 : 0xFF000000;
 }
 
+/// Pixels that are not written in place are made in blocks of this many, which stay in the nearest
+/// cache.
+inline constexpr int32_t kBlock = 512;
+
 /// Bytes red, green, blue to words with the given top byte, and back.
 void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top = 0) noexcept;
 void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
@@ -109,6 +111,8 @@ void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
 struct Run {
   const Word* words;
 };
+template <typename>
+using RunOf = Run;
 
 template <typename F, typename... Runs>
 ZVK_CLONES void mapRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
@@ -116,10 +120,47 @@ ZVK_CLONES void mapRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) 
   for (int32_t i = 0; i < count; ++i) out[i] = f(in.words[i]...) | top;
 }
 
-/// A kernel may bring a loop of its own, `run(out, count, top, in...)`.
+inline constexpr int32_t kLineWords = kLine / 4;
+
+/// Writes whole cache lines past the caches.
+template <typename F, typename... Runs>
+ZVK_CLONES void streamLines(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
+  for (int32_t i = 0; i < count; i += kLineWords) {
+    alignas(kLine) uint32_t line[kLineWords];
+    // Unrolled, choices are no longer seen to be the same for all pixels of a vector.
+#pragma GCC unroll 1
+    for (int32_t k = 0; k < kLineWords; ++k) line[k] = f(in.words[i + k]...) | top;
+    streamLine(out + i, line);
+    (fetchAhead(in.words + i), ...);
+  }
+}
+
+/// The same as mapRun.
+template <typename F, typename... Runs>
+void streamRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
+  const int32_t past = pastLine(out) / 4;
+  const int32_t head = std::min((kLineWords - past) % kLineWords, count);
+  const int32_t lines = pastLine(out + head) == 0 ? (count - head) / kLineWords * kLineWords : 0;
+  const int32_t done = head + lines;
+  mapRun(out, head, top, f, in...);
+  streamLines(out + head, lines, top, f, Run{in.words + head}...);
+  mapRun(out + done, count - done, top, f, Run{in.words + done}...);
+}
+
+/// A kernel may bring a loop of its own, `run(out, count, top, in...)`, beside its arithmetic on
+/// one pixel or instead of it.
+template <typename F, typename... Runs>
+concept HasLoop = requires(F f, Word* out, Runs... in) {
+  f.run(out, int32_t{}, uint32_t{}, in...);
+};
+template <typename F, typename... Runs>
+concept HasOnlyLoop = HasLoop<F, Runs...> && !requires(F f, Runs... in) {
+  f(in.words[0]...);
+};
+
 template <typename F, typename... Runs>
 void applyKernel(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
-  if constexpr (requires { f.run(out, count, top, in...); }) {
+  if constexpr (HasLoop<F, Runs...>) {
     f.run(out, count, top, in...);
   } else {
     mapRun(out, count, top, f, in...);
@@ -146,26 +187,59 @@ inline Run readRun(const PictureEditor& e, int32_t x, int32_t count, Word* block
   return readRun(e, e.row, x, count, block);
 }
 
-/// Writes f(a, b, ...) of the runs' words to the current row's pixels from column x on; at most a
-/// block of them when the row is packed.
-template <typename F, typename... Runs>
-void writeRun(PictureEditor& writer, int32_t x, int32_t count, F f, Runs... in) noexcept {
-  if (writer.row == nullptr) return;
-  if (!isPacked(writer)) {
-    applyKernel(reinterpret_cast<Word*>(writer.row) + x, count, fourthByte(writer), f, in...);
-    return;
-  }
-  Word results[kBlock];
-  applyKernel(results, count, 0, f, in...);
-  packTriples(results, writer.row + static_cast<ptrdiff_t>(x) * 3, count);
+inline uint8_t* addressOf(const PictureEditor& e, int32_t x) noexcept {
+  return e.row + static_cast<ptrdiff_t>(x) * e.bytesPerPixel;
 }
+
+/// The way in which a region of a picture is written: in place, past the caches, or from blocks.
+class Output {
+ public:
+  Output(PictureEditor& writer, const Region& region) noexcept;
+  ~Output() {
+    if (streamed_) finishStreaming();
+  }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  PictureEditor& writer() noexcept { return writer_; }
+  [[nodiscard]] bool streamed() const noexcept { return streamed_; }
+
+  /// The length of a block from column x of the current row on, at most `count`; blocks that are
+  /// streamed end where cache lines do.
+  [[nodiscard]] int32_t blockLength(int32_t x, int32_t count) const noexcept;
+
+  /// Writes f(a, b, ...) of the runs' words to the current row's pixels from column x on; at most a
+  /// block of them when the row is packed. `sources` are where the words come from.
+  template <typename F, typename... Runs>
+  void write(int32_t x, int32_t count, Sources sources, F f, Runs... in) noexcept {
+    if (writer_.row == nullptr) return;
+    const uint32_t top = fourthByte(writer_);
+    auto* const place = reinterpret_cast<Word*>(addressOf(writer_, x));
+    if (isPacked(writer_) || (streamed_ && HasOnlyLoop<F, Runs...>)) {
+      Word block[kBlock];
+      applyKernel(block, count, top, f, in...);
+      return putBlock(x, count, sources, block);
+    }
+    if constexpr (!HasOnlyLoop<F, Runs...>) {
+      if (streamed_) return streamRun(place, count, top, f, in...);
+    }
+    applyKernel(place, count, top, f, in...);
+  }
+
+  /// Writes finished words, at most a block of them.
+  void putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept;
+
+ private:
+  PictureEditor& writer_;
+  bool streamed_;
+};
 
 /// Maps one block of the current rows.
 template <typename F, typename... Readers>
-void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
-              const Readers&... readers) noexcept {
+void mapBlock(Output& output, int32_t x, int32_t count, F f, const Readers&... readers) noexcept {
+  const Sources places{addressOf(readers, x)...};
   if ((!isPacked(readers) && ...)) {
-    writeRun(writer, x, count, f, Run{reinterpret_cast<const Word*>(readers.row) + x}...);
+    output.write(x, count, places, f, Run{reinterpret_cast<const Word*>(readers.row) + x}...);
     return;
   }
   // One block more than there are sources, so that there may be none.
@@ -174,12 +248,12 @@ void mapBlock(PictureEditor& writer, int32_t x, int32_t count, F f,
   [[maybe_unused]] const auto next = [&block] { return *block++; };
   // Braces, so that the sources take their blocks from left to right.
   struct Writer {
-    Writer(PictureEditor& to, int32_t left, int32_t n, F g,
+    Writer(Output& to, int32_t left, int32_t n, Sources from, F g,
            decltype(readRun(readers, 0, 0, nullptr))... runs) {
-      writeRun(to, left, n, g, runs...);
+      to.write(left, n, from, g, runs...);
     }
   };
-  Writer{writer, x, count, f, readRun(readers, x, count, next())...};
+  Writer{output, x, count, places, f, readRun(readers, x, count, next())...};
 }
 
 // --- Drivers ------------------------------------------------------------------------------------
@@ -193,12 +267,16 @@ void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... rea
   if (region.empty()) return;
   seekRow(writer, region.top);
   (seekRow(readers, region.top), ...);
-  const bool blocks = isPacked(writer) || (isPacked(readers) || ...);
-  const int32_t step = blocks ? kBlock : region.right - region.left;
+  Output output(writer, region);
+  const bool blocks = isPacked(writer) || (isPacked(readers) || ...) ||
+                      (output.streamed() && HasOnlyLoop<F, RunOf<Readers>...>);
   for (int32_t y = region.top; y < region.bottom; ++y) {
     if (writer.row != nullptr && ((readers.row != nullptr) && ...)) {
-      for (int32_t x = region.left; x < region.right; x += std::min(step, region.right - x)) {
-        mapBlock(writer, x, std::min(step, region.right - x), f, readers...);
+      for (int32_t x = region.left; x < region.right;) {
+        const int32_t rest = region.right - x;
+        const int32_t count = blocks ? output.blockLength(x, rest) : rest;
+        mapBlock(output, x, count, f, readers...);
+        x += count;
       }
     }
     NextRow(writer);
@@ -270,21 +348,22 @@ bool allPixels(PictureEditor& reader, const Region& region, F f) noexcept {
 // --- Frames of operations -----------------------------------------------------------------------
 
 /// The frame of an operation with one source and a result of its size, with an alpha channel when
-/// the source has one: maps the region of the reader's pixels that `regionOf(editor)` names.
-template <typename F, typename RegionOf>
-REALpictureStruct* mappedPicture(REALpictureStruct* source, RegionOf regionOf, F f) noexcept {
+/// the source has one: lets write(reader, writer) write the result's pixels.
+template <typename Write>
+REALpictureStruct* writtenPicture(REALpictureStruct* source, Write write) noexcept {
   ScopedReader reader(source);
   if (!reader) return nullptr;
   ScopedWriter writer(reader);
   if (!writer) return nullptr;
-  mapPixels(reader.editor(), writer.editor(), regionOf(reader.editor()), f);
+  write(reader.editor(), writer.editor());
   return writer.render();
 }
 
+/// The same where each of the source's pixels is mapped.
 template <typename F>
 REALpictureStruct* mappedPicture(REALpictureStruct* source, F f) noexcept {
-  return mappedPicture(
-      source, [](const PictureEditor& e) { return wholeOf(e); }, f);
+  return writtenPicture(
+      source, [=](PictureEditor& reader, PictureEditor& writer) { mapPixels(reader, writer, f); });
 }
 
 }  // namespace pixels

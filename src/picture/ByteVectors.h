@@ -1,0 +1,21 @@
+// Processors that permute the bytes of whole 512-bit vectors (AVX-512 VBMI). The loader does not
+// tell them apart, so functions for them are chosen by hand.
+#pragma once
+
+#if defined(__x86_64__)
+
+#include <immintrin.h>
+
+#define ZVK_VBMI __attribute__((target("avx512f,avx512bw,avx512vbmi")))
+
+namespace pixels {
+
+inline bool hasByteVectors() noexcept {
+  static const bool has =
+      __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw");
+  return has;
+}
+
+}  // namespace pixels
+
+#endif

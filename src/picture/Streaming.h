@@ -1,0 +1,50 @@
+// Writing of large results past the caches.
+//
+// A picture that no cache can hold pays twice for an ordinary write: each line of it is first read
+// from memory. Streaming stores spare that. They want whole cache lines of memory that is there
+// already: on pages that the system has yet to hand out they are the slower way.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+#include <initializer_list>
+
+namespace pixels {
+
+inline constexpr int32_t kLine = 64;  ///< bytes of a cache line
+
+/// How far behind its address the offset lies from the start of a cache line.
+inline int32_t pastLine(const void* address) noexcept {
+  return static_cast<int32_t>(reinterpret_cast<uintptr_t>(address) % kLine);
+}
+
+/// Whether a result of `bytes` bytes should be streamed: it is large, and its memory is there or
+/// could be had at once.
+bool prepareStreaming(uint8_t* result, int64_t bytes) noexcept;
+
+/// To be called before others may look at what was streamed.
+inline void finishStreaming() noexcept { _mm_sfence(); }
+
+/// Writes a cache line. `out` is the start of one.
+[[gnu::always_inline]] inline void streamLine(void* out, const void* bytes) noexcept {
+  auto* to = static_cast<__m128i*>(out);
+  const auto* from = static_cast<const __m128i_u*>(bytes);
+  for (int i = 0; i < 4; ++i) _mm_stream_si128(to + i, _mm_loadu_si128(from + i));
+}
+
+/// Fetches what a source holds 4 KiB further on, whatever is there: nothing is read.
+[[gnu::always_inline]] inline void fetchAhead(const void* source) noexcept {
+  constexpr uintptr_t kAhead = 4096;
+  // As a number: the address may lie behind the end of the source.
+  const auto address = reinterpret_cast<uintptr_t>(source) + kAhead;
+  _mm_prefetch(reinterpret_cast<const char*>(address), _MM_HINT_T0);
+}
+
+/// Where a block's sources are.
+using Sources = std::initializer_list<const uint8_t*>;
+
+/// Copies a finished block to its place, and fetches ahead in its sources.
+void streamBlock(uint8_t* out, const void* block, int32_t bytes, Sources sources) noexcept;
+
+}  // namespace pixels
