@@ -51,22 +51,6 @@ void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexc
   putWord(header + kPixelsAt, kHeaderBytes);
 }
 
-/// Packs a row's words past the caches.
-void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
-  uint8_t block[kBlock * 3];
-  while (count > 0) {
-    // Blocks end where cache lines do. 3 times 43 is 1 in 64ths, so this many pixels before the
-    // first one a pixel begins with a line.
-    const int32_t past = pastLine(triples) * 43 % kLine;
-    const int32_t length = std::min(kBlock - past, count);
-    packTriples(words, block, length);
-    streamBlock(triples, block, length * 3, {reinterpret_cast<const uint8_t*>(words)});
-    words += length;
-    triples += ptrdiff_t{length} * 3;
-    count -= length;
-  }
-}
-
 void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{reader.width} * 3;
   const bool streamed = !isPacked(reader) && prepareStreaming(triples, rowLength * reader.height);

@@ -52,6 +52,7 @@ ZVK_CLONES void classify(const Word* words, int32_t count, Cells* cells) noexcep
     int32_t i = start;
     if (end - start == kStretch) {
       uint32_t differences = 0;
+      for (int32_t k = 0; k < kStretch; k += kLineWords) fetchAhead(words + start + k);
       for (int32_t k = 0; k < kStretch; ++k) differences |= channelDifferences(words[start + k]);
       if (differences == 0) continue;
     }

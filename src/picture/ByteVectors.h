@@ -4,7 +4,11 @@
 
 #if defined(__x86_64__)
 
+#pragma GCC diagnostic push
+// GCC 12 takes vectors that its header leaves undefined on purpose for mistakes.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
+#pragma GCC diagnostic pop
 
 #define ZVK_VBMI __attribute__((target("avx512f,avx512bw,avx512vbmi")))
 

@@ -36,47 +36,68 @@ void ChannelTables::runPlain(Word* out, int32_t count, uint32_t top,
 
 namespace {
 
+using Vector = __m512i;
+constexpr int32_t kVector = 64;       ///< bytes, or channels of as many pixels
+constexpr int32_t kVectorWords = 16;  ///< pixels
+
 /// One table in four registers. A byte permutation looks 64 bytes up among 128 entries by the low 7
 /// bits of each, so two of them and a choice by the top bit make one look-up.
 struct Table {
-  __m512i parts[4];
+  Vector parts[4];
 
   ZVK_VBMI explicit Table(const uint8_t* bytes) noexcept {
-    for (int part = 0; part < 4; ++part) parts[part] = _mm512_load_si512(bytes + part * 64);
+    for (int part = 0; part < 4; ++part) parts[part] = _mm512_load_si512(bytes + part * kVector);
   }
-  [[nodiscard]] ZVK_VBMI __m512i lookUp(__m512i bytes, __mmask64 upperHalf) const noexcept {
-    const __m512i lower = _mm512_permutex2var_epi8(parts[0], bytes, parts[1]);
-    const __m512i upper = _mm512_permutex2var_epi8(parts[2], bytes, parts[3]);
-    return _mm512_mask_blend_epi8(upperHalf, lower, upper);
+  [[nodiscard]] ZVK_VBMI Vector lookUp(Vector bytes) const noexcept {
+    const Vector lower = _mm512_permutex2var_epi8(parts[0], bytes, parts[1]);
+    const Vector upper = _mm512_permutex2var_epi8(parts[2], bytes, parts[3]);
+    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(bytes), lower, upper);
   }
 };
 
+/// The channels of 64 pixels, in an order that merging undoes.
+struct Planes {
+  Vector blue, green, red;
+};
+
+ZVK_VBMI Planes split(const Word* in) noexcept {
+  // Each quarter of a vector holds four pixels; their channels come together.
+  const Vector order =
+      _mm512_broadcast_i32x4(_mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+  Vector v[4];
+  for (int32_t k = 0; k < 4; ++k) {
+    v[k] = _mm512_shuffle_epi8(_mm512_loadu_si512(in + k * kVectorWords), order);
+  }
+  const Vector low01 = _mm512_unpacklo_epi32(v[0], v[1]), low23 = _mm512_unpacklo_epi32(v[2], v[3]);
+  const Vector high01 = _mm512_unpackhi_epi32(v[0], v[1]);
+  const Vector high23 = _mm512_unpackhi_epi32(v[2], v[3]);
+  return {_mm512_unpacklo_epi64(low01, low23), _mm512_unpackhi_epi64(low01, low23),
+          _mm512_unpacklo_epi64(high01, high23)};
+}
+
+ZVK_VBMI void merge(const Planes& planes, Vector top, Word* out) noexcept {
+  const Vector low = _mm512_unpacklo_epi8(planes.blue, planes.green);
+  const Vector high = _mm512_unpackhi_epi8(planes.blue, planes.green);
+  const Vector lowRed = _mm512_unpacklo_epi8(planes.red, top);
+  const Vector highRed = _mm512_unpackhi_epi8(planes.red, top);
+  const Vector v[4] = {_mm512_unpacklo_epi16(low, lowRed), _mm512_unpackhi_epi16(low, lowRed),
+                       _mm512_unpacklo_epi16(high, highRed), _mm512_unpackhi_epi16(high, highRed)};
+  for (int32_t k = 0; k < 4; ++k) _mm512_storeu_si512(out + k * kVectorWords, v[k]);
+}
+
 }  // namespace
 
-// All 64 bytes go through all three tables; each byte keeps the result of its own channel.
 ZVK_VBMI void ChannelTables::runVbmi(Word* out, int32_t count, uint32_t top,
                                      const Word* in) const noexcept {
-  constexpr int32_t kRound = 16;
-  constexpr __mmask64 kGreenBytes = 0x2222222222222222;
-  constexpr __mmask64 kRedBytes = 0x4444444444444444;
-  const Table blue(bytes_[0]);
-  const Table green(bytes_[1]);
-  const Table red(bytes_[2]);
-  const __m512i tops = _mm512_set1_epi32(static_cast<int>(top));
-  const __m512i colors = _mm512_set1_epi32(static_cast<int>(kColorBits));
-  const auto mapped = [&](__m512i source) __attribute__((target("avx512f,avx512bw,avx512vbmi"))) {
-    const __mmask64 upperHalf = _mm512_movepi8_mask(source);
-    __m512i result = blue.lookUp(source, upperHalf);
-    result = _mm512_mask_blend_epi8(kGreenBytes, result, green.lookUp(source, upperHalf));
-    result = _mm512_mask_blend_epi8(kRedBytes, result, red.lookUp(source, upperHalf));
-    return _mm512_or_si512(_mm512_and_si512(result, colors), tops);
-  };
+  const Table blue(bytes_[0]), green(bytes_[1]), red(bytes_[2]);
+  const Vector tops = _mm512_set1_epi8(static_cast<char>(top >> 24));
   int32_t i = 0;
-  for (; i + kRound <= count; i += kRound) {
-    _mm512_storeu_si512(out + i, mapped(_mm512_loadu_si512(in + i)));
+  for (; i + kVector <= count; i += kVector) {
+    const Planes planes = split(in + i);
+    merge({blue.lookUp(planes.blue), green.lookUp(planes.green), red.lookUp(planes.red)}, tops,
+          out + i);
   }
-  const auto lanes = static_cast<__mmask16>((1U << (count - i)) - 1);
-  _mm512_mask_storeu_epi32(out + i, lanes, mapped(_mm512_maskz_loadu_epi32(lanes, in + i)));
+  runPlain(out + i, count - i, top, in + i);
 }
 
 #endif

@@ -19,8 +19,9 @@ struct CounterSets {
 
   void add(const Word* words, int32_t count) noexcept {
     int32_t i = 0;
-    for (; i + kSets <= count; i += kSets) {
-      for (int32_t set = 0; set < kSets; ++set) add(words[i + set], set);
+    for (; i + kLineWords <= count; i += kLineWords) {
+      fetchAhead(words + i);
+      for (int32_t k = 0; k < kLineWords; ++k) add(words[i + k], k % kSets);
     }
     for (; i < count; ++i) add(words[i], 0);
   }

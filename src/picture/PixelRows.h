@@ -106,6 +106,8 @@ inline constexpr int32_t kBlock = 512;
 /// Bytes red, green, blue to words with the given top byte, and back.
 void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top = 0) noexcept;
 void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
+/// The same past the caches.
+void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
 
 /// A source of `count` words, as a type of its own so that any number of them can be passed on.
 struct Run {
@@ -169,8 +171,14 @@ void applyKernel(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexce
 
 template <typename F>
 ZVK_CLONES uint32_t countRun(const Word* words, int32_t count, F f) noexcept {
+  constexpr int32_t kStretch = 8 * kLineWords;
   uint32_t matches = 0;
-  for (int32_t i = 0; i < count; ++i) matches += f(words[i]) ? 1U : 0U;
+  int32_t i = 0;
+  for (; i + kStretch <= count; i += kStretch) {
+    for (int32_t k = 0; k < kStretch; k += kLineWords) fetchAhead(words + i + k);
+    for (int32_t k = 0; k < kStretch; ++k) matches += f(words[i + k]) ? 1U : 0U;
+  }
+  for (; i < count; ++i) matches += f(words[i]) ? 1U : 0U;
   return matches;
 }
 

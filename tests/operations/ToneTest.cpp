@@ -98,6 +98,12 @@ Pixels allLevels() {
   return pixels;
 }
 
+Pixels repeated(const Pixels& pixels, int times) {
+  Pixels all;
+  for (int i = 0; i < times; ++i) all.insert(all.end(), pixels.begin(), pixels.end());
+  return all;
+}
+
 class ToneTest : public FormatTest {};
 
 TEST_P(ToneTest, EveryMethodAtEveryWidth) {
@@ -130,11 +136,16 @@ TEST(Tone, EveryLevelUnderEveryArgument) {
   PluginHost setup{host::PictureOptions{}};
   const Pixels levels = allLevels();
   const host::PictureRef picture = setup.picture(256, 1, levels);
+  // Pictures of more pixels go another way.
+  constexpr int kRows = 5;
+  const host::PictureRef larger = setup.picture(256, kRows, repeated(levels, kRows));
   for (const Curve& curve : kCurves) {
     for (const double a : values) {
       for (const double b : values) {
         const Arguments k = {a, b};
-        check(curve, levels, call(setup, curve, picture, {k})->words(), {k, k, k});
+        const Pixels result = call(setup, curve, picture, {k})->words();
+        check(curve, levels, result, {k, k, k});
+        ASSERT_EQ(call(setup, curve, larger, {k})->words(), repeated(result, kRows));
         if (curve.perChannel == 1) break;
       }
     }
