@@ -4,6 +4,8 @@
 #include <cmath>
 #include <random>
 
+#include "peers/Peers.h"
+
 namespace bench {
 
 void Job::fillTriples() {
@@ -298,6 +300,7 @@ PluginCall drawSamples(Stage& stage, const PictureRef&, Job& job) {
 const std::vector<std::string_view> kTonePeers = {"OpenCV convertTo", "libyuv ARGBPolynomial"};
 const std::vector<std::string_view> kMatrixPeers = {"libyuv ARGBColorMatrix", "OpenCV transform"};
 const std::vector<std::string_view> kPackedMatrix = {"OpenCV transform, 3 channels"};
+const std::vector<std::string_view> kBound = {kReadingAlone};
 const std::vector<std::string_view> kCountPeers = {"OpenCV compare, countNonZero", "std::count"};
 
 // Contrast is 127 + (v - 127) * (Contrast + 1), linear brightness v * (255 - B) / 255 + B.
@@ -377,25 +380,28 @@ const Operation kOperations[] = {
      .scene = Scene::kKeyed,
      .goal = 0.6,
      .make = question<"CountColorZVK", HostLong, HostLong(kKeyColor)>,
-     .peers = kCountPeers},
+     .peers = kCountPeers,
+     .asides = kBound},
     {.name = "all white",
      .subject = Subject::kOwnScene,
      .scene = Scene::kWhite,
      .goal = 0.6,
      .describe = white,
      .make = test<"isWhiteZVK">,
-     .peers = {"memcmp with itself shifted by one pixel", "OpenCV compare, countNonZero"}},
+     .peers = {"memcmp with itself shifted by one pixel", "OpenCV compare, countNonZero"},
+     .asides = kBound},
     {.name = "all black",
      .subject = Subject::kOwnScene,
      .scene = Scene::kBlack,
      .goal = 0.6,
      .describe = black,
      .make = test<"isBlackZVK">,
-     .peers = {"memcmp with itself shifted by one pixel", "OpenCV compare, countNonZero"}},
+     .peers = {"memcmp with itself shifted by one pixel", "OpenCV compare, countNonZero"},
+     .asides = kBound},
     {.name = "colourness",
      .goal = 0.6,
      .make = question<"ColornessZVK", double, HostLong(10)>,
-     .asides = {"OpenCV compare, countNonZero"}},
+     .asides = {kReadingAlone, "OpenCV compare, countNonZero"}},
     {.name = "replace one colour",
      .subject = Subject::kOwnScene,
      .scene = Scene::kKeyed,
@@ -431,7 +437,7 @@ const Operation kOperations[] = {
      .goal = 0.7,
      .make = findUsual,
      .peers = {"std::search", "memmem"},
-     .asides = {"OpenCV matchTemplate"}},
+     .asides = {kReadingAlone, "OpenCV matchTemplate"}},
     {.name = "search, adversarial",
      .subject = Subject::kOwnScene,
      .scene = Scene::kFlat,

@@ -11,6 +11,24 @@ namespace {
 
 constexpr uint32_t kOpaque = 0xFF000000;
 
+// No job at all: what looks at every pixel cannot be faster.
+__attribute__((target_clones("default", "avx2", "arch=x86-64-v4"))) uint32_t combined(
+    const uint32_t* words, size_t count) {
+  constexpr size_t kStretch = 128, kLine = 16, kAhead = 1024;
+  uint32_t bits = 0;
+  size_t i = 0;
+  for (; i + kStretch <= count; i += kStretch) {
+    for (size_t k = 0; k < kStretch; k += kLine) __builtin_prefetch(words + i + k + kAhead);
+    for (size_t k = 0; k < kStretch; ++k) bits |= words[i + k];
+  }
+  for (; i < count; ++i) bits |= words[i];
+  return bits;
+}
+
+PeerCall readAll(const Job& job) {
+  return {[first = job.first] { keep(combined(first.words, first.count())); }};
+}
+
 PeerCall count(const Job& job) {
   return {[first = job.first, color = kOpaque | job.color] {
     keep(std::count(first.words, first.words + first.count(), color));
@@ -133,6 +151,7 @@ PeerCall scrollColumns(const Job& job) {
 }
 
 constexpr Peer kPeers[] = {
+    {kReadingAlone, readAll},
     {"std::count", count},
     {"memcmp with itself shifted by one pixel", compareShifted},
     {"std::replace_copy", replaceCopy},

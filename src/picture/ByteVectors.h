@@ -22,4 +22,12 @@ inline bool hasByteVectors() noexcept {
 
 }  // namespace pixels
 
+#else
+
+namespace pixels {
+
+constexpr bool hasByteVectors() noexcept { return false; }
+
+}  // namespace pixels
+
 #endif

@@ -1,5 +1,7 @@
 #include "picture/ChannelTables.h"
 
+#include <cstring>
+
 #include "picture/ByteVectors.h"
 
 namespace pixels {
@@ -14,11 +16,14 @@ ChannelTables::ChannelTables(const uint8_t* red, const uint8_t* green,
 }
 
 void ChannelTables::setTables(const Word* entries) noexcept {
+  const bool inBytes = hasByteVectors();
   for (int32_t channel = 0; channel < 3; ++channel) {
-    for (int32_t level = 0; level < kLevels; ++level) {
-      const uint32_t value = entries[level] & 0xFFU << 8 * channel;
-      words_[channel][level] = value;
-      bytes_[channel][level] = static_cast<uint8_t>(value >> 8 * channel);
+    const int shift = 8 * channel;
+    for (int32_t i = 0; inBytes && i < kLevels; ++i) {
+      bytes_[channel][i] = static_cast<uint8_t>(entries[i] >> shift);
+    }
+    for (int32_t i = 0; !inBytes && i < kLevels; ++i) {
+      words_[channel][i] = entries[i] & 0xFFU << shift;
     }
   }
 }
@@ -97,7 +102,11 @@ ZVK_VBMI void ChannelTables::runVbmi(Word* out, int32_t count, uint32_t top,
     merge({blue.lookUp(planes.blue), green.lookUp(planes.green), red.lookUp(planes.red)}, tops,
           out + i);
   }
-  runPlain(out + i, count - i, top, in + i);
+  if (i == count) return;
+  Word rest[kVector]{};
+  memcpy(rest, in + i, static_cast<size_t>(count - i) * sizeof(Word));
+  runVbmi(rest, kVector, top, rest);
+  memcpy(out + i, rest, static_cast<size_t>(count - i) * sizeof(Word));
 }
 
 #endif

@@ -35,8 +35,9 @@ class ChannelTables {
   void runVbmi(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 #endif
 
-  alignas(64) uint8_t bytes_[3][kLevels];  ///< blue, green, red, as in memory
-  uint32_t words_[3][kLevels];  ///< the same, each entry in its channel's place in a word
+  // Blue, green, red. Which ones hold the tables depends on the processor.
+  alignas(64) uint8_t bytes_[3][kLevels];
+  uint32_t words_[3][kLevels];  ///< each entry in its channel's place in a word
 };
 
 /// The tables as a kernel, which is copied about.

@@ -1,7 +1,5 @@
 #include "picture/PixelRows.h"
 
-#include <cstring>
-
 namespace pixels {
 
 namespace {
@@ -34,14 +32,8 @@ int32_t Output::blockLength(int32_t x, int32_t count) const noexcept {
 
 void Output::putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept {
   uint8_t* const place = addressOf(writer_, x);
-  const int32_t bytes = count * writer_.bytesPerPixel;
-  if (isPacked(writer_)) {
-    packTriples(words, place, count);
-  } else if (streamed_) {
-    streamBlock(place, words, bytes, sources);
-  } else {
-    memcpy(place, words, static_cast<size_t>(bytes));
-  }
+  if (isPacked(writer_)) return packTriples(words, place, count);
+  streamBlock(place, words, count * writer_.bytesPerPixel, sources);
 }
 
 }  // namespace pixels

@@ -209,7 +209,6 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  PictureEditor& writer() noexcept { return writer_; }
   [[nodiscard]] bool streamed() const noexcept { return streamed_; }
 
   /// The length of a block from column x of the current row on, at most `count`; blocks that are
@@ -234,10 +233,9 @@ class Output {
     applyKernel(place, count, top, f, in...);
   }
 
-  /// Writes finished words, at most a block of them.
+ private:
   void putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept;
 
- private:
   PictureEditor& writer_;
   bool streamed_;
 };
