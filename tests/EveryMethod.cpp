@@ -73,12 +73,17 @@ class Arguments {
   std::mt19937 random_;
 };
 
-/// FNV-1a over whatever can come back from a call.
+/// FNV-1a over whatever can come back from a call, a word at a time.
 class Digest {
  public:
   void add(const void* data, size_t size) {
     const auto* bytes = static_cast<const uint8_t*>(data);
-    for (size_t i = 0; i < size; ++i) sum_ = (sum_ ^ bytes[i]) * 0x100000001B3ULL;
+    size_t i = 0;
+    for (uint32_t word; i + sizeof word <= size; i += sizeof word) {
+      memcpy(&word, bytes + i, sizeof word);
+      take(word);
+    }
+    for (; i < size; ++i) take(bytes[i]);
   }
   template <typename T>
   void addNumber(T number) {
@@ -105,24 +110,30 @@ class Digest {
   uint64_t sum() const { return sum_; }
 
  private:
+  void take(uint32_t number) { sum_ = (sum_ ^ number) * 0x100000001B3ULL; }
+
   uint64_t sum_ = 0xCBF29CE484222325ULL;
 };
 
 }  // namespace
 
+DeclaredCall callOf(const host::Plugin& plugin, const host::Method& method,
+                    const host::PictureOptions& options, int width, int height, uint32_t seed) {
+  // A seed for each method, so that one more of them leaves the others' arguments as they were.
+  for (const char c : method.text()) seed = seed * 31 + static_cast<uint8_t>(c);
+  Arguments arguments(plugin, options, width, height, seed);
+  DeclaredCall call{&method, arguments.self(method), {}};
+  for (int i = 0; i < method.declaration.parameterCount; ++i) {
+    call.arguments.push_back(arguments.value(method.declaration.parameters[i]));
+  }
+  return call;
+}
+
 std::vector<DeclaredCall> everyCall(const host::Plugin& plugin, const host::PictureOptions& options,
                                     int width, int height, uint32_t seed) {
   std::vector<DeclaredCall> calls;
   for (const host::Method& method : plugin.methods()) {
-    // A seed for each method, so that one more of them leaves the others' arguments as they were.
-    uint32_t own = seed;
-    for (const char c : method.text()) own = own * 31 + static_cast<uint8_t>(c);
-    Arguments arguments(plugin, options, width, height, own);
-    DeclaredCall call{&method, arguments.self(method), {}};
-    for (int i = 0; i < method.declaration.parameterCount; ++i) {
-      call.arguments.push_back(arguments.value(method.declaration.parameters[i]));
-    }
-    calls.push_back(std::move(call));
+    calls.push_back(callOf(plugin, method, options, width, height, seed));
   }
   return calls;
 }

@@ -18,6 +18,10 @@ struct DeclaredCall {
   std::string text() const { return std::string(method->text()); }
 };
 
+/// A call of the method, on random pictures of this size and layout.
+DeclaredCall callOf(const host::Plugin& plugin, const host::Method& method,
+                    const host::PictureOptions& options, int width, int height, uint32_t seed);
+
 /// One call of every declared method, on random pictures of this size and layout.
 std::vector<DeclaredCall> everyCall(const host::Plugin& plugin, const host::PictureOptions& options,
                                     int width, int height, uint32_t seed);

@@ -1,15 +1,25 @@
 // Prints one line for every declared method: a number that sums up what its calls give, and its
 // declaration. Two processors, or two widths, agree exactly when their lines do.
-// usage: zvk_digest PLUGIN
+// usage: zvk_digest PLUGIN [WIDTH HEIGHT]
+// Without a size: every width from 1 to 70, and one past a block of byte triples.
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 #include "EveryMethod.h"
 
 namespace {
 
-// Below, at and above the lengths of vectors, and past one block of byte triples.
-constexpr int kWidths[] = {1, 3, 8, 17, 33, 70, 600};
+struct Size {
+  int width, height;
+};
+
+std::vector<Size> smallSizes() {
+  std::vector<Size> sizes;
+  for (int width = 1; width <= 70; ++width) sizes.push_back({width, 4});
+  sizes.push_back({600, 4});
+  return sizes;
+}
 
 const char* widestVectors() {
 #if defined(__x86_64__)
@@ -18,7 +28,7 @@ const char* widestVectors() {
   return __builtin_cpu_supports("avx2") ? "avx2" : "default";
 }
 
-void run(const char* plugin) {
+void run(const char* plugin, const std::vector<Size>& sizes) {
   host::Settings settings = host::Settings::forStorage(host::Storage::kRecord);
   settings.logging = false;
   host::Host host(settings);
@@ -26,10 +36,11 @@ void run(const char* plugin) {
   std::vector<uint64_t> sums(loaded.methods().size());
   for (const bool alpha : {false, true}) {
     const host::PictureOptions options = {.storage = host::Storage::kRecord, .alpha = alpha};
-    for (const int width : kWidths) {
-      const auto calls = test::everyCall(loaded, options, width, 4, static_cast<uint32_t>(width));
-      for (size_t i = 0; i < calls.size(); ++i) {
-        sums[i] = sums[i] * 31 + test::digest(loaded, calls[i]);
+    for (const auto& [width, height] : sizes) {
+      for (size_t i = 0; i < sums.size(); ++i) {
+        const auto call = test::callOf(loaded, loaded.methods()[i], options, width, height,
+                                       static_cast<uint32_t>(width));
+        sums[i] = sums[i] * 31 + test::digest(loaded, call);
       }
     }
   }
@@ -42,14 +53,14 @@ void run(const char* plugin) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    fprintf(stderr, "usage: zvk_digest PLUGIN\n");
+  if (argc != 2 && argc != 4) {
+    fprintf(stderr, "usage: zvk_digest PLUGIN [WIDTH HEIGHT]\n");
     return 2;
   }
   __builtin_cpu_init();
   fprintf(stderr, "%s\n", widestVectors());
   try {
-    run(argv[1]);
+    run(argv[1], argc == 4 ? std::vector{Size{atoi(argv[2]), atoi(argv[3])}} : smallSizes());
   } catch (const std::exception& error) {
     fprintf(stderr, "%s\n", error.what());
     return 1;
