@@ -43,6 +43,11 @@ class Row:
     def times_memcpy(self):
         return self.ns / self.memcpy if self.memcpy else 0
 
+    @property
+    def bound(self):
+        """What reading the picture takes, × memcpy; 0 where it does not bound the operation."""
+        return self.asides.get(READING_ALONE, 0) / self.memcpy if self.memcpy else 0
+
     def best_peer(self):
         measured = {k: v for k, v in self.peers.items() if v > 0}
         return min(measured.items(), key=lambda p: p[1]) if measured else None
@@ -53,8 +58,7 @@ class Row:
             return ""
         if value <= limit:
             return "met"
-        bound = self.asides.get(READING_ALONE, 0)
-        reason = f"; reading alone is {bound / self.memcpy:.2f}" if bound > limit * self.memcpy else ""
+        reason = f"; reading alone is {self.bound:.2f}" if self.bound > limit else ""
         return f"no, {value / limit:.2f} × the goal{reason}"
 
 
@@ -206,35 +210,39 @@ def draw(rows, path):
         return
     chosen = list(worst.values())[::-1]
     figure, axes = pyplot.subplots(figsize=(9, 0.27 * len(chosen) + 1.4))
+    series = {"goal": [], "reading alone": [], "best peer": [], "this plug-in": []}
     for y, row in enumerate(chosen):
         best = row.best_peer()
-        peer = best[1] / row.memcpy if best else None
-        if peer:
+        if best:
+            peer = best[1] / row.memcpy
             color = "#2a7f3f" if row.times_memcpy <= peer else "#b3372f"
             axes.plot([row.times_memcpy, peer], [y, y], color=color, lw=1.5, zorder=1)
-            axes.plot(peer, y, "D", color="#e08a1e", ms=5, zorder=2,
-                      label="best peer" if y == 0 or not drawn_peer(axes) else None)
-        axes.plot(row.times_memcpy, y, "o", color="#1f5fa8", ms=6, zorder=3,
-                  label="this plug-in" if y == 0 else None)
-        goal = row.goal or (row.goal_ns / row.memcpy if row.goal_ns else None)
+            series["best peer"].append((peer, y))
+        goal = row.goal or row.goal_ns / row.memcpy
         if goal:
-            axes.plot(goal, y, "|", color="black", ms=10, mew=1.5, zorder=2,
-                      label="goal" if y == 0 else None)
+            series["goal"].append((goal, y))
+        if row.bound:
+            series["reading alone"].append((row.bound, y))
+        series["this plug-in"].append((row.times_memcpy, y))
+    looks = {"goal": ("|", "black", 10), "reading alone": ("|", "#b07cc6", 14),
+             "best peer": ("D", "#e08a1e", 5), "this plug-in": ("o", "#1f5fa8", 6)}
+    for name, points in series.items():
+        marker, color, size = looks[name]
+        axes.plot([x for x, _ in points], [y for _, y in points], marker, color=color, ms=size,
+                  mew=1.5 if marker == "|" else 0, zorder=3, label=name)
     axes.axvline(1, color="gray", lw=0.8, ls="--")
     axes.set_xscale("log")
+    axes.set_xticks([0.5, 1, 2, 5, 10, 20, 50, 100, 200, 500])
     axes.set_yticks(range(len(chosen)), [r.operation for r in chosen])
     axes.set_ylim(-0.7, len(chosen) - 0.3)
     axes.xaxis.set_major_formatter(lambda value, _: f"{value:g}")
+    axes.xaxis.set_minor_formatter("")
     axes.set_xlabel("time, × memcpy of the same picture (12 megapixels, one core; left is faster)")
-    axes.grid(axis="x", which="both", color="#e6e6e6", lw=0.5)
+    axes.grid(axis="x", color="#e6e6e6", lw=0.5)
     axes.set_axisbelow(True)
     axes.legend(loc="lower right", framealpha=1)
     figure.tight_layout()
     figure.savefig(path, metadata={"Date": None})
-
-
-def drawn_peer(axes):
-    return "best peer" in axes.get_legend_handles_labels()[1]
 
 
 def main():
