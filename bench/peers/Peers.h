@@ -26,8 +26,10 @@ struct Peer {
 /// The peer of this name; null when its library is not part of this build.
 const Peer* findPeer(std::string_view name);
 
-/// Reads the picture and does nothing with it: the bound of what only reads.
-inline constexpr std::string_view kReadingAlone = "reading alone";
+/// Read pictures and do nothing with them: bounds of what reads as many.
+inline constexpr std::string_view kReadingAlone = "reading alone",
+                                  kReadingTwo = "reading two alone",
+                                  kReadingThree = "reading three alone";
 
 // One per library; those that are built in are listed in Peers.cpp.
 std::span<const Peer> standardPeers();

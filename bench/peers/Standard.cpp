@@ -1,7 +1,9 @@
 // The C and C++ standard libraries.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
+#include <span>
 
 #include "Peers.h"
 
@@ -25,8 +27,13 @@ __attribute__((target_clones("default", "avx2", "arch=x86-64-v4"))) uint32_t com
   return bits;
 }
 
-PeerCall readAll(const Job& job) {
-  return {[first = job.first] { keep(combined(first.words, first.count())); }};
+template <int sources>
+PeerCall readAlone(const Job& job) {
+  return {[images = std::array{job.first, job.second, job.third}] {
+    for (const Image& image : std::span(images.begin(), sources)) {
+      keep(combined(image.words, image.count()));
+    }
+  }};
 }
 
 PeerCall count(const Job& job) {
@@ -151,7 +158,9 @@ PeerCall scrollColumns(const Job& job) {
 }
 
 constexpr Peer kPeers[] = {
-    {kReadingAlone, readAll},
+    {kReadingAlone, readAlone<1>},
+    {kReadingTwo, readAlone<2>},
+    {kReadingThree, readAlone<3>},
     {"std::count", count},
     {"memcmp with itself shifted by one pixel", compareShifted},
     {"std::replace_copy", replaceCopy},

@@ -11,9 +11,8 @@ bool isOnePiece(const PictureEditor& e, const Region& region) noexcept {
          static_cast<ptrdiff_t>(rows) * e.rowBytes;
 }
 
-// Byte triples are not streamed: they lie in buffers of the plug-in's own, which are new.
 bool prepareRegion(const PictureEditor& writer, const Region& region) noexcept {
-  if (isPacked(writer) || region.empty() || region.right - region.left < kBlock) return false;
+  if (region.empty() || region.right - region.left < kBlock) return false;
   uint8_t* const first = rowAddress(writer, region.top);
   if (first == nullptr || !isOnePiece(writer, region)) return false;
   const int64_t rows = region.bottom - region.top;
@@ -26,14 +25,17 @@ Output::Output(PictureEditor& writer, const Region& region) noexcept
     : writer_(writer), streamed_(prepareRegion(writer, region)) {}
 
 int32_t Output::blockLength(int32_t x, int32_t count) const noexcept {
-  const int32_t past = streamed_ ? pastLine(addressOf(writer_, x)) / writer_.bytesPerPixel : 0;
+  if (!streamed_) return std::min(kBlock, count);
+  const uint8_t* const place = addressOf(writer_, x);
+  const int32_t past = isPacked(writer_) ? triplesPastLine(place) : pastLine(place) / 4;
   return std::min(kBlock - past, count);
 }
 
 void Output::putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept {
   uint8_t* const place = addressOf(writer_, x);
-  if (isPacked(writer_)) return packTriples(words, place, count);
-  streamBlock(place, words, count * writer_.bytesPerPixel, sources);
+  if (!isPacked(writer_)) return streamBlock(place, words, count * 4, sources);
+  const auto pack = streamed_ ? streamTriples : packTriples;
+  pack(words, place, count);
 }
 
 }  // namespace pixels

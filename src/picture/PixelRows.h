@@ -103,10 +103,16 @@ inline uint32_t fourthByte(const PictureEditor& e) noexcept {
 /// cache.
 inline constexpr int32_t kBlock = 512;
 
+/// So many pixels before this address a pixel begins where a cache line does.
+inline int32_t triplesPastLine(const uint8_t* address) noexcept {
+  // 3 times 43 is 1 in 64ths.
+  return pastLine(address) * 43 % kLine;
+}
+
 /// Bytes red, green, blue to words with the given top byte, and back.
 void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top = 0) noexcept;
 void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
-/// The same past the caches.
+/// The same past the caches, which takes whole lines and so begins best where a line does.
 void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
 
 /// A source of `count` words, as a type of its own so that any number of them can be passed on.

@@ -141,7 +141,9 @@ ZVK_VBMI void unpackVbmi(const uint8_t* triples, Word* words, int32_t count,
   const __m512i tops = _mm512_set1_epi32(static_cast<int>(top));
   int32_t i = 0;
   for (; i + kVectorPixels + kMore <= count; i += kVectorPixels) {
-    const __m512i from = _mm512_loadu_si512(triples + static_cast<ptrdiff_t>(i) * 3);
+    const uint8_t* const source = triples + static_cast<ptrdiff_t>(i) * 3;
+    fetchAhead(source);
+    const __m512i from = _mm512_loadu_si512(source);
     const __m512i colors = _mm512_maskz_permutexvar_epi8(kColorBytes, order, from);
     _mm512_storeu_si512(words + i, _mm512_or_si512(colors, tops));
   }
@@ -167,8 +169,7 @@ void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
 }
 
 void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
-  // 3 times 43 is 1 in 64ths: so many pixels before the first one a pixel begins with a line.
-  const int32_t past = pastLine(triples) * 43 % kLine;
+  const int32_t past = triplesPastLine(triples);
 #if defined(__x86_64__)
   if (hasByteVectors()) {
     const int32_t head = std::min((kLine - past) % kLine, count);
