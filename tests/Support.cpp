@@ -50,6 +50,11 @@ const std::vector<Layout>& inPlaceLayouts() {
   return layouts;
 }
 
+const char* pluginFile() {
+  const char* other = getenv("ZVK_TEST_PLUGIN");
+  return other != nullptr ? other : ZVK_PLUGIN_FILE;
+}
+
 PluginHost::PluginHost(const PictureOptions& pictureOptions, const char* file)
     : PluginHost(settingsFor(pictureOptions), file) {
   options = pictureOptions;

@@ -30,12 +30,15 @@ const std::vector<Layout>& allLayouts();
 /// Those whose pixels can be changed in place.
 const std::vector<Layout>& inPlaceLayouts();
 
+/// The plug-in under test; ZVK_TEST_PLUGIN names another build of it.
+const char* pluginFile();
+
 /// A host and the plug-in in it, for pictures of one storage; new pictures have the same layout
 /// (without alpha channel). Accounts must be balanced at the end of the test.
 class PluginHost {
  public:
-  explicit PluginHost(const host::PictureOptions& options, const char* file = ZVK_PLUGIN_FILE);
-  explicit PluginHost(host::Settings settings, const char* file = ZVK_PLUGIN_FILE);
+  explicit PluginHost(const host::PictureOptions& options, const char* file = pluginFile());
+  explicit PluginHost(host::Settings settings, const char* file = pluginFile());
   ~PluginHost();
 
   host::PictureRef picture(int width, int height, const Pixels& pixels);

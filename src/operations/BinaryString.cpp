@@ -53,7 +53,8 @@ void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexc
 
 void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{reader.width} * 3;
-  const bool streamed = !isPacked(reader) && prepareStreaming(triples, rowLength * reader.height);
+  const bool streamed =
+      !isPacked(reader) && prepareStreaming({triples, rowLength, rowLength, reader.height});
   for (int32_t y = 0; y < reader.height; ++y, triples += rowLength, NextRow(reader)) {
     if (reader.row == nullptr) {
       memset(triples, 0, static_cast<size_t>(rowLength));
@@ -64,6 +65,7 @@ void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
       pack(reinterpret_cast<const Word*>(reader.row), triples, reader.width);
     }
   }
+  if (streamed) finishStreaming();
 }
 
 /// The triples of a row as a source of opaque words.
@@ -82,13 +84,13 @@ void writeTriples(PictureEditor& writer, const uint8_t* triples) noexcept {
       writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
   Output output(writer, wholeOf(writer));
   for (int32_t y = 0; y < writer.height; ++y, triples += rowLength, NextRow(writer)) {
+    if (writer.row == nullptr) continue;
     if (isPacked(writer)) {
-      if (writer.row != nullptr) memcpy(writer.row, triples, static_cast<size_t>(rowLength));
+      memcpy(writer.row, triples, static_cast<size_t>(rowLength));
       continue;
     }
     for (int32_t x = 0; x < writer.width;) {
-      const int32_t rest = writer.width - x;
-      const int32_t count = output.streamed() ? output.blockLength(x, rest) : rest;
+      const int32_t count = output.runLength<Unpack>(x, writer.width - x);
       const uint8_t* const source = triples + ptrdiff_t{x} * 3;
       output.write(x, count, {source}, Unpack{source, opaque});
       x += count;

@@ -253,12 +253,11 @@ void drawBoxes(PictureEditor& writer, const Region& region, BoxFinder& finder) n
   // A picture that the host made smaller than asked for holds no more.
   const Region drawn = region.intersect(wholeOf(writer));
   Output output(writer, drawn);
-  const int32_t step = isPacked(writer) || output.streamed() ? kBlock : writer.width;
   for (int32_t y = drawn.top; y < drawn.bottom; ++y) {
     seekRow(writer, y);
     const Cells* const cells = finder.boxes(y - region.top);
     for (int32_t x = drawn.left; x < drawn.right;) {
-      const int32_t count = std::min(step, drawn.right - x);
+      const int32_t count = std::min(kBlock, drawn.right - x);
       output.write(x, count, {}, DrawCells{cells + wordOf(x - drawn.left)});
       x += count;
     }

@@ -45,12 +45,17 @@ struct MaskOf {
 template <typename Alpha>
 struct WithMask {
   uint32_t swapped;
-  /// These words are whole: the driver's top byte stays out.
-  void run(Word* out, int32_t count, uint32_t, Run words, Run masks) const noexcept {
-    mapRun(out, count, 0, *this, words, masks);
-  }
   uint32_t operator()(uint32_t word, uint32_t mask) const noexcept {
     return Alpha::write(word, (mask >> 16 & 0xFF) ^ swapped);
+  }
+};
+
+/// A kernel whose words are whole: the driver's top byte stays out.
+template <typename F>
+struct WholeWords {
+  F f;
+  void run(Word* out, int32_t count, uint32_t, Run words, Run masks) const noexcept {
+    mapRun(out, count, 0, f, words, masks);
   }
 };
 
@@ -58,7 +63,7 @@ template <typename Alpha>
 void writeMask(PictureEditor& target, PictureEditor& mask, uint32_t swapped) noexcept {
   // The target is read and written at once, by two cursors.
   PictureEditor source = target;
-  zipPixels(target, wholeOf(target), WithMask<Alpha>{swapped}, source, mask);
+  zipPixels(target, wholeOf(target), WholeWords<WithMask<Alpha>>{{swapped}}, source, mask);
 }
 
 }  // namespace

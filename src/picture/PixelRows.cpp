@@ -4,19 +4,23 @@ namespace pixels {
 
 namespace {
 
-/// Whether the region's rows follow each other in memory, in this order.
+/// Whether each of the region's rows begins `rowBytes` behind the one before it.
 bool isOnePiece(const PictureEditor& e, const Region& region) noexcept {
-  const int32_t rows = region.bottom - 1 - region.top;
-  return rowAddress(e, region.bottom - 1) - rowAddress(e, region.top) ==
-         static_cast<ptrdiff_t>(rows) * e.rowBytes;
+  if (e.rowTable == nullptr) return true;
+  const auto place = [&e](int32_t y) { return reinterpret_cast<uintptr_t>(rowAddress(e, y)); };
+  for (int32_t y = region.top + 1; y < region.bottom; ++y) {
+    if (place(y) != place(y - 1) + static_cast<uintptr_t>(e.rowBytes)) return false;
+  }
+  return place(region.top) != 0;
 }
 
 bool prepareRegion(const PictureEditor& writer, const Region& region) noexcept {
-  if (region.empty() || region.right - region.left < kBlock) return false;
-  uint8_t* const first = rowAddress(writer, region.top);
-  if (first == nullptr || !isOnePiece(writer, region)) return false;
-  const int64_t rows = region.bottom - region.top;
-  return prepareStreaming(first, rows * writer.rowBytes);
+  if (region.empty() || !isOnePiece(writer, region)) return false;
+  const int64_t width = region.right - region.left;
+  return prepareStreaming({.start = rowAddress(writer, region.top),
+                           .rowBytes = writer.rowBytes,
+                           .usedBytes = width * writer.bytesPerPixel,
+                           .rows = region.bottom - region.top});
 }
 
 }  // namespace

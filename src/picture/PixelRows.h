@@ -130,7 +130,7 @@ ZVK_CLONES void mapRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) 
 
 inline constexpr int32_t kLineWords = kLine / 4;
 
-/// Writes whole cache lines past the caches.
+/// The same for whole cache lines, past the caches.
 template <typename F, typename... Runs>
 ZVK_CLONES void streamLines(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
   for (int32_t i = 0; i < count; i += kLineWords) {
@@ -143,7 +143,7 @@ ZVK_CLONES void streamLines(Word* out, int32_t count, uint32_t top, F f, Runs...
   }
 }
 
-/// The same as mapRun.
+/// Writes the words that mapRun would write, whole cache lines past the caches.
 template <typename F, typename... Runs>
 void streamRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
   const int32_t past = pastLine(out) / 4;
@@ -155,8 +155,8 @@ void streamRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept
   mapRun(out + done, count - done, top, f, Run{in.words + done}...);
 }
 
-/// A kernel may bring a loop of its own, `run(out, count, top, in...)`, beside its arithmetic on
-/// one pixel or instead of it.
+/// A kernel may bring a loop of its own, `run(out, count, top, in...)`, instead of its arithmetic
+/// on one pixel, or beside it if both give the same words.
 template <typename F, typename... Runs>
 concept HasLoop = requires(F f, Word* out, Runs... in) {
   f.run(out, int32_t{}, uint32_t{}, in...);
@@ -215,20 +215,24 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  [[nodiscard]] bool streamed() const noexcept { return streamed_; }
-
   /// The length of a block from column x of the current row on, at most `count`; blocks that are
   /// streamed end where cache lines do.
   [[nodiscard]] int32_t blockLength(int32_t x, int32_t count) const noexcept;
 
-  /// Writes f(a, b, ...) of the runs' words to the current row's pixels from column x on; at most a
-  /// block of them when the row is packed. `sources` are where the words come from.
+  /// How many of `count` pixels from column x of the current row on may be written at once.
+  template <typename F, typename... Runs>
+  [[nodiscard]] int32_t runLength(int32_t x, int32_t count) const noexcept {
+    return takesBlocks<F, Runs...>() ? blockLength(x, count) : count;
+  }
+
+  /// Writes f(a, b, ...) of the runs' words to so many pixels of the current row from column x on.
+  /// `sources` are where the words come from.
   template <typename F, typename... Runs>
   void write(int32_t x, int32_t count, Sources sources, F f, Runs... in) noexcept {
     if (writer_.row == nullptr) return;
     const uint32_t top = fourthByte(writer_);
     auto* const place = reinterpret_cast<Word*>(addressOf(writer_, x));
-    if (isPacked(writer_) || (streamed_ && HasOnlyLoop<F, Runs...>)) {
+    if (takesBlocks<F, Runs...>()) {
       Word block[kBlock];
       applyKernel(block, count, top, f, in...);
       return putBlock(x, count, sources, block);
@@ -240,6 +244,10 @@ class Output {
   }
 
  private:
+  template <typename F, typename... Runs>
+  [[nodiscard]] bool takesBlocks() const noexcept {
+    return isPacked(writer_) || (streamed_ && HasOnlyLoop<F, Runs...>);
+  }
   void putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept;
 
   PictureEditor& writer_;
@@ -280,13 +288,13 @@ void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... rea
   seekRow(writer, region.top);
   (seekRow(readers, region.top), ...);
   Output output(writer, region);
-  const bool blocks = isPacked(writer) || (isPacked(readers) || ...) ||
-                      (output.streamed() && HasOnlyLoop<F, RunOf<Readers>...>);
+  const bool fromBlocks = (isPacked(readers) || ...);
   for (int32_t y = region.top; y < region.bottom; ++y) {
     if (writer.row != nullptr && ((readers.row != nullptr) && ...)) {
       for (int32_t x = region.left; x < region.right;) {
         const int32_t rest = region.right - x;
-        const int32_t count = blocks ? output.blockLength(x, rest) : rest;
+        const int32_t count = fromBlocks ? output.blockLength(x, rest)
+                                         : output.runLength<F, RunOf<Readers>...>(x, rest);
         mapBlock(output, x, count, f, readers...);
         x += count;
       }

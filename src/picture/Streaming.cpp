@@ -14,9 +14,16 @@ namespace pixels {
 
 namespace {
 
+#if defined(ZVK_STREAM_ALL)
+// A build for tests, in which every result takes this way.
+constexpr int64_t kStreamedBytes = 1, kStreamedRow = 1;
+#else
 /// Results from this many bytes on are streamed. Of smaller ones a cache still holds a part when
 /// the program looks at them.
 constexpr int64_t kStreamedBytes = 16 << 20;
+/// Of shorter rows too little is whole cache lines.
+constexpr int64_t kStreamedRow = 2048;
+#endif
 
 uint8_t* pageOf(uint8_t* address) noexcept {
   constexpr uintptr_t kPage = 4096;
@@ -28,8 +35,7 @@ bool isResident(uint8_t* address) noexcept {
   return mincore(pageOf(address), 1, &state) == 0 && (state & 1) != 0;
 }
 
-/// Has the system hand out all pages at once, which costs it far less than one by one. They keep
-/// what they hold.
+/// Has the system hand out all pages at once, which costs it far less than one by one.
 bool populate(uint8_t* start, int64_t bytes) noexcept {
   uint8_t* const page = pageOf(start);
   return madvise(page, static_cast<size_t>(start + bytes - page), MADV_POPULATE_WRITE) == 0;
@@ -37,12 +43,18 @@ bool populate(uint8_t* start, int64_t bytes) noexcept {
 
 }  // namespace
 
-bool prepareStreaming(uint8_t* result, int64_t bytes) noexcept {
-  if (bytes < kStreamedBytes) return false;
+bool prepareStreaming(const Result& result) noexcept {
+  if (result.usedBytes < kStreamedRow || result.usedBytes * result.rows < kStreamedBytes) {
+    return false;
+  }
+  const int64_t bytes = (result.rows - 1) * result.rowBytes + result.usedBytes;
   // Memory is used from its start on, so a few pages tell whether all of it was.
-  const bool used =
-      isResident(result) && isResident(result + bytes / 2) && isResident(result + bytes - 1);
-  return used || populate(result, bytes);
+  const bool used = isResident(result.start) && isResident(result.start + bytes / 2) &&
+                    isResident(result.start + bytes - 1);
+  // Where only a part of each row is written, the rest might never be needed.
+  constexpr int64_t kPadding = 64;
+  const bool wholeRows = result.usedBytes + kPadding > result.rowBytes;
+  return used || (wholeRows && populate(result.start, bytes));
 }
 
 void streamBlock(uint8_t* out, const void* block, int32_t bytes, Sources sources) noexcept {

@@ -19,9 +19,16 @@ inline int32_t pastLine(const void* address) noexcept {
   return static_cast<int32_t>(reinterpret_cast<uintptr_t>(address) % kLine);
 }
 
-/// Whether a result of `bytes` bytes should be streamed: it is large, and its memory is there or
-/// could be had at once.
-bool prepareStreaming(uint8_t* result, int64_t bytes) noexcept;
+/// What is to be written: the first `usedBytes` bytes of rows that follow each other.
+struct Result {
+  uint8_t* start;
+  int64_t rowBytes, usedBytes, rows;
+};
+
+/// Whether a result should be streamed: it is large, and its memory is there. Where all of the rows
+/// will be written and their pages have yet to be handed out, the system is asked for them at once;
+/// they keep what they hold.
+bool prepareStreaming(const Result& result) noexcept;
 
 /// To be called before others may look at what was streamed.
 inline void finishStreaming() noexcept { _mm_sfence(); }

@@ -1,8 +1,7 @@
-#include "picture/PixelRows.h"
-
-#include <immintrin.h>
+#include <algorithm>
 
 #include "picture/ByteVectors.h"
+#include "picture/PixelRows.h"
 
 namespace pixels {
 

@@ -83,7 +83,7 @@ TEST_P(FailingHostTest, EachServiceIsMissing) {
     if (name == "REALGetRBVersion") settings.version.reset();
     host::Host host(settings);
     host.withhold(name);
-    const host::Plugin plugin(ZVK_PLUGIN_FILE);
+    const host::Plugin plugin(pluginFile());
     // What the bookkeeping leaves in pieces must not be taken down with the rest.
     for (const DeclaredCall& call : everyCall(plugin, GetParam().options, 5, 3, 11)) {
       if (GetParam().options.storage == host::Storage::kDrawable && !isExact(call)) continue;

@@ -13,7 +13,10 @@ PictureRef adopt(REALpictureStruct* picture) { return Host::adopt<host::Picture>
 
 class PictureHelpersTest : public LayoutTest {
  protected:
-  PictureHelpersTest() { picture->setMask(setup.picture(5, 4, mask, plain())); }
+  void SetUp() override {
+    ZVK_NEEDS_STORAGE(GetParam().options);
+    picture->setMask(setup.picture(5, 4, mask, plain()));
+  }
 
   host::PictureOptions plain() const {
     host::PictureOptions options = setup.options;
