@@ -469,7 +469,8 @@ const Operation kOperations[] = {
      .scene = Scene::kSparse,
      .goal = 1.8,
      .make = method<"ExtractColorRectangleMaskZVK">,
-     .peers = {"OpenCV compare, findContours"}},
+     .peers = {"OpenCV compare, findContours"},
+     .asides = {kReadingFilling}},
     {.name = "3D table",
      .goal = 14,
      .make = runTable,
@@ -480,7 +481,8 @@ const Operation kOperations[] = {
      .goalTime = 2.5,
      .describe = samplePairs,
      .make = drawSamples,
-     .peers = {"FFmpeg showwavespic"}},
+     .peers = {"FFmpeg showwavespic"},
+     .asides = {kAveraging}},
 };
 
 }  // namespace

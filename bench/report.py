@@ -10,7 +10,6 @@ import json
 import pathlib
 import re
 
-BOUND = re.compile("reading .*alone")
 BEGIN, END = "<!-- begin: written by script/bench -->", "<!-- end -->"
 
 
@@ -43,24 +42,25 @@ class Row:
     def times_memcpy(self):
         return self.ns / self.memcpy if self.memcpy else 0
 
-    @property
     def bound(self):
-        """What reading the sources takes, × memcpy; 0 where nobody asked for it."""
-        reading = next((ns for name, ns in self.asides.items() if BOUND.match(name)), 0)
-        return reading / self.memcpy if self.memcpy else 0
+        """Name and time of the part of the job that nothing can leave out, where it was measured."""
+        bounds = {k: v for k, v in self.asides.items() if k.endswith(" alone") and v > 0}
+        return next(iter(bounds.items()), (None, 0))
 
     def best_peer(self):
         measured = {k: v for k, v in self.peers.items() if v > 0}
         return min(measured.items(), key=lambda p: p[1]) if measured else None
 
     def verdict(self):
-        limit, value = (self.goal_ns, self.ns) if self.goal_ns else (self.goal, self.times_memcpy)
-        if not limit or not self.there:
+        if not self.there or not (self.goal or self.goal_ns):
             return ""
-        if value <= limit:
+        unit, goal, sign = (1, self.goal_ns, " ns") if self.goal_ns else (self.memcpy, self.goal, "")
+        value = self.ns / unit
+        if value <= goal:
             return "met"
-        reason = f"; reading alone takes {self.bound:.2f}" if self.bound > limit else ""
-        return f"no, {value / limit:.2f} × the goal{reason}"
+        name, bound = self.bound()
+        reason = f"; {name} takes {bound / unit:.2f}{sign}" if bound > goal * unit else ""
+        return f"no, {value / goal:.2f} × the goal{reason}"
 
 
 def number(value):
@@ -211,7 +211,7 @@ def draw(rows, path):
         return
     chosen = list(worst.values())[::-1]
     figure, axes = pyplot.subplots(figsize=(9, 0.27 * len(chosen) + 1.4))
-    series = {"goal": [], "reading alone": [], "best peer": [], "this plug-in": []}
+    series = {"goal": [], "bound": [], "best peer": [], "this plug-in": []}
     for y, row in enumerate(chosen):
         best = row.best_peer()
         if best:
@@ -222,10 +222,11 @@ def draw(rows, path):
         goal = row.goal or row.goal_ns / row.memcpy
         if goal:
             series["goal"].append((goal, y))
-        if row.bound:
-            series["reading alone"].append((row.bound, y))
+        _, bound = row.bound()
+        if bound:
+            series["bound"].append((bound / row.memcpy, y))
         series["this plug-in"].append((row.times_memcpy, y))
-    looks = {"goal": ("|", "black", 10), "reading alone": ("|", "#b07cc6", 14),
+    looks = {"goal": ("|", "black", 10), "bound": ("|", "#b07cc6", 14),
              "best peer": ("D", "#e08a1e", 5), "this plug-in": ("o", "#1f5fa8", 6)}
     for name, points in series.items():
         marker, color, size = looks[name]

@@ -179,7 +179,10 @@ std::unique_ptr<PixelStorage> Host::takeStorage(int width, int height,
 }
 
 void Host::recycle(std::unique_ptr<PixelStorage> storage) {
-  if (settings.recycling && pool_.size() < kPoolLimit) pool_.push_back(std::move(storage));
+  if (!settings.recycling) return;
+  // What was not asked for in the longest time makes room.
+  if (pool_.size() == kPoolLimit) pool_.erase(pool_.begin());
+  pool_.push_back(std::move(storage));
 }
 
 // --- Services -----------------------------------------------------------------------------------

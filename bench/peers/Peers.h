@@ -26,10 +26,13 @@ struct Peer {
 /// The peer of this name; null when its library is not part of this build.
 const Peer* findPeer(std::string_view name);
 
-/// Read pictures and do nothing with them: bounds of what reads as many.
+/// No peers, but bounds: they do the part of a job that nothing can leave out. The names end in
+/// "alone".
 inline constexpr std::string_view kReadingAlone = "reading alone",
                                   kReadingTwo = "reading two alone",
-                                  kReadingThree = "reading three alone";
+                                  kReadingThree = "reading three alone",
+                                  kReadingFilling = "reading, then filling alone",
+                                  kAveraging = "averaging alone";
 
 // One per library; those that are built in are listed in Peers.cpp.
 std::span<const Peer> standardPeers();

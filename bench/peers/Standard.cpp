@@ -36,6 +36,27 @@ PeerCall readAlone(const Job& job) {
   }};
 }
 
+// One pass over the picture, and another one over the result.
+PeerCall readThenFill(const Job& job) {
+  return {[first = job.first, target = job.target] {
+    keep(combined(first.words, first.count()));
+    memset(target.words, 0xFF, target.byteCount());
+  }};
+}
+
+// Two moving averages, in which every value waits for the one before it.
+PeerCall average(const Job& job) {
+  return {[&samples = job.samples] {
+    constexpr double kFactor = 2.0 / 9, kComplement = 1 - kFactor;
+    double a = 0, b = 0;
+    for (size_t i = 0; i + 1 < samples.size(); i += 2) {
+      a = a * kComplement + samples[i] * kFactor;
+      b = b * kComplement + samples[i + 1] * kFactor;
+    }
+    keep(a + b);
+  }};
+}
+
 PeerCall count(const Job& job) {
   return {[first = job.first, color = kOpaque | job.color] {
     keep(std::count(first.words, first.words + first.count(), color));
@@ -161,6 +182,8 @@ constexpr Peer kPeers[] = {
     {kReadingAlone, readAlone<1>},
     {kReadingTwo, readAlone<2>},
     {kReadingThree, readAlone<3>},
+    {kReadingFilling, readThenFill},
+    {kAveraging, average},
     {"std::count", count},
     {"memcmp with itself shifted by one pixel", compareShifted},
     {"std::replace_copy", replaceCopy},
