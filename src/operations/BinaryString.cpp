@@ -68,32 +68,18 @@ void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
   if (streamed) finishStreaming();
 }
 
-/// The triples of a row as a source of opaque words.
-struct Unpack {
-  const uint8_t* triples;  ///< of the run's first pixel
-  uint32_t opaque;
-
-  void run(Word* out, int32_t count, uint32_t) const noexcept {
-    unpackTriples(triples, out, count, opaque);
-  }
-};
-
 void writeTriples(PictureEditor& writer, const uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{writer.width} * 3;
   const uint32_t opaque =
       writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
-  Output output(writer, wholeOf(writer));
+  const Output output(writer, wholeOf(writer));
+  const auto unpack = output.streamed() ? streamWords : unpackTriples;
   for (int32_t y = 0; y < writer.height; ++y, triples += rowLength, NextRow(writer)) {
     if (writer.row == nullptr) continue;
     if (isPacked(writer)) {
       memcpy(writer.row, triples, static_cast<size_t>(rowLength));
-      continue;
-    }
-    for (int32_t x = 0; x < writer.width;) {
-      const int32_t count = output.runLength<Unpack>(x, writer.width - x);
-      const uint8_t* const source = triples + ptrdiff_t{x} * 3;
-      output.write(x, count, {source}, Unpack{source, opaque});
-      x += count;
+    } else {
+      unpack(triples, reinterpret_cast<Word*>(writer.row), writer.width, opaque);
     }
   }
 }

@@ -110,9 +110,10 @@ inline int32_t triplesPastLine(const uint8_t* address) noexcept {
 }
 
 /// Bytes red, green, blue to words with the given top byte, and back.
-void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top = 0) noexcept;
+void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept;
 void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
-/// The same past the caches, which takes whole lines and so begins best where a line does.
+/// The same past the caches. That takes whole lines, so triples begin best where a line does.
+void streamWords(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept;
 void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
 
 /// A source of `count` words, as a type of its own so that any number of them can be passed on.
@@ -192,7 +193,7 @@ ZVK_CLONES uint32_t countRun(const Word* words, int32_t count, F f) noexcept {
 inline Run readRun(const PictureEditor& e, const uint8_t* row, int32_t x, int32_t count,
                    Word* block) noexcept {
   if (!isPacked(e)) return {reinterpret_cast<const Word*>(row) + x};
-  unpackTriples(row + static_cast<ptrdiff_t>(x) * 3, block, count);
+  unpackTriples(row + static_cast<ptrdiff_t>(x) * 3, block, count, 0);
   return {block};
 }
 
@@ -218,6 +219,8 @@ class Output {
   /// The length of a block from column x of the current row on, at most `count`; blocks that are
   /// streamed end where cache lines do.
   [[nodiscard]] int32_t blockLength(int32_t x, int32_t count) const noexcept;
+
+  [[nodiscard]] bool streamed() const noexcept { return streamed_; }
 
   /// How many of `count` pixels from column x of the current row on may be written at once.
   template <typename F, typename... Runs>

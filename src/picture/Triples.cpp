@@ -131,6 +131,8 @@ ZVK_VBMI void packVbmi(const Word* words, uint8_t* triples, int32_t count) noexc
   packRun(words + i, triples + static_cast<ptrdiff_t>(i) * 3, count - i);
 }
 
+/// Streamed, the words begin where a cache line does.
+template <bool streamed>
 ZVK_VBMI void unpackVbmi(const uint8_t* triples, Word* words, int32_t count,
                          uint32_t top) noexcept {
   // A load takes 16 bytes more than are used, which must lie inside the row.
@@ -144,7 +146,12 @@ ZVK_VBMI void unpackVbmi(const uint8_t* triples, Word* words, int32_t count,
     fetchAhead(source);
     const __m512i from = _mm512_loadu_si512(source);
     const __m512i colors = _mm512_maskz_permutexvar_epi8(kColorBytes, order, from);
-    _mm512_storeu_si512(words + i, _mm512_or_si512(colors, tops));
+    const __m512i result = _mm512_or_si512(colors, tops);
+    if constexpr (streamed) {
+      _mm512_stream_si512(reinterpret_cast<__m512i*>(words + i), result);
+    } else {
+      _mm512_storeu_si512(words + i, result);
+    }
   }
   unpackRun(triples + static_cast<ptrdiff_t>(i) * 3, words + i, count - i, top);
 }
@@ -155,7 +162,7 @@ ZVK_VBMI void unpackVbmi(const uint8_t* triples, Word* words, int32_t count,
 
 void unpackTriples(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept {
 #if defined(__x86_64__)
-  if (hasByteVectors()) return unpackVbmi(triples, words, count, top);
+  if (hasByteVectors()) return unpackVbmi<false>(triples, words, count, top);
 #endif
   unpackRun(triples, words, count, top);
 }
@@ -165,6 +172,26 @@ void packTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
   if (hasByteVectors()) return packVbmi<false>(words, triples, count);
 #endif
   packRun(words, triples, count);
+}
+
+void streamWords(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept {
+  // Words at addresses that are no multiples of their size never begin with a line.
+  if (pastLine(words) % 4 != 0) return unpackTriples(triples, words, count, top);
+  const int32_t past = pastLine(words) / 4;
+#if defined(__x86_64__)
+  if (hasByteVectors()) {
+    const int32_t head = std::min((kLineWords - past) % kLineWords, count);
+    unpackRun(triples, words, head, top);
+    return unpackVbmi<true>(triples + ptrdiff_t{head} * 3, words + head, count - head, top);
+  }
+#endif
+  Word block[kBlock];
+  for (int32_t i = 0, length = std::min(kBlock - past, count); i < count;
+       i += length, length = std::min(kBlock, count - i)) {
+    const uint8_t* const source = triples + ptrdiff_t{i} * 3;
+    unpackTriples(source, block, length, top);
+    streamBlock(reinterpret_cast<uint8_t*>(words + i), block, length * 4, {source});
+  }
 }
 
 void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
