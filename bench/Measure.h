@@ -25,11 +25,11 @@ struct Timing {
 
 /// How long to measure.
 struct Effort {
-  int fewest = 11;             ///< samples per contestant, at least
-  int most = 201;              ///< and at most
-  double seconds = 0.4;        ///< measuring goes on until each contestant ran so long
-  double longest = 3;          ///< a contestant that took so long stops at a quarter of `fewest`
-  double sampleTime = 200e-6;  ///< one sample repeats the job until it takes so long
+  int fewest = 11;           ///< samples per contestant, at least
+  int most = 201;            ///< and at most
+  double seconds = 0.3;      ///< measuring goes on until each contestant ran so long
+  double longest = 3;        ///< a contestant that took so long stops at a quarter of `fewest`
+  double sampleTime = 1e-3;  ///< one sample repeats the job until it takes so long
 };
 
 /// Times all contestants in turn, one sample each, again and again.

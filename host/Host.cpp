@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "Services.h"
 #include "frame/DeclarationGrammar.h"
@@ -162,13 +163,14 @@ std::unique_ptr<PixelStorage> Host::takeStorage(int width, int height,
   if (width < 1 || height < 1) return nullptr;
   const uint64_t bytes = uint64_t{4} * width * height;
   if (bytes > settings.pictureByteLimit) return nullptr;
-  for (auto& pooled : pool_) {
-    if (pooled->width() == width && pooled->height() == height && pooled->options() == options) {
-      std::swap(pooled, pool_.back());
-      std::unique_ptr<PixelStorage> storage = std::move(pool_.back());
-      pool_.pop_back();
-      return storage;
-    }
+  // The one given back last first: the caches still hold it.
+  const auto found = std::find_if(pool_.rbegin(), pool_.rend(), [&](const auto& pooled) {
+    return pooled->width() == width && pooled->height() == height && pooled->options() == options;
+  });
+  if (found != pool_.rend()) {
+    std::unique_ptr<PixelStorage> storage = std::move(*found);
+    pool_.erase(std::prev(found.base()));
+    return storage;
   }
   std::unique_ptr<PixelStorage> storage = PixelStorage::create(width, height, options);
   if (storage && settings.freshPixel != 0) {

@@ -51,7 +51,7 @@ void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexc
   putWord(header + kPixelsAt, kHeaderBytes);
 }
 
-void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
+void readTriples(PictureEditor reader, uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{reader.width} * 3;
   const bool streamed =
       !isPacked(reader) && prepareStreaming({triples, rowLength, rowLength, reader.height});
@@ -68,7 +68,7 @@ void readTriples(PictureEditor& reader, uint8_t* triples) noexcept {
   if (streamed) finishStreaming();
 }
 
-void writeTriples(PictureEditor& writer, const uint8_t* triples) noexcept {
+void writeTriples(PictureEditor writer, const uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{writer.width} * 3;
   const uint32_t opaque =
       writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
@@ -119,7 +119,7 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* p) noexcept {
       static_cast<uint8_t*>(malloc(static_cast<size_t>(length))), &free);
   if (buffer == nullptr) return nullptr;
   writeHeader(buffer.get(), static_cast<uint32_t>(length), e);
-  readTriples(reader.editor(), buffer.get() + kHeaderBytes);
+  readTriples(joinRows(reader.editor()), buffer.get() + kHeaderBytes);
   return REALBuildUnicodeString(buffer.get(), length, kEncodingNone);
 }
 
@@ -132,6 +132,6 @@ REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) noexcept {
       writer.editor().height != content.height) {
     return nullptr;
   }
-  writeTriples(writer.editor(), content.triples);
+  writeTriples(joinRows(writer.editor()), content.triples);
   return writer.render();
 }

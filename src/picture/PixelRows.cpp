@@ -25,6 +25,13 @@ bool prepareRegion(const PictureEditor& writer, const Region& region) noexcept {
 
 }  // namespace
 
+bool isSeamless(const PictureEditor& e) noexcept {
+  // Far from where offsets in 32 bits end.
+  constexpr int64_t kMostPixels = 1 << 28;
+  return e.width >= 1 && e.height >= 1 && int64_t{e.width} * e.height <= kMostPixels &&
+         e.rowBytes == e.width * e.bytesPerPixel && isOnePiece(e, wholeOf(e));
+}
+
 Output::Output(PictureEditor& writer, const Region& region) noexcept
     : writer_(writer), streamed_(prepareRegion(writer, region)) {}
 

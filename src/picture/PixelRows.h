@@ -62,6 +62,7 @@ struct IsColor {
 struct Region {
   int32_t left, top, right, bottom;
 
+  bool operator==(const Region&) const = default;
   [[nodiscard]] constexpr bool empty() const noexcept { return left >= right || top >= bottom; }
   [[nodiscard]] constexpr Region intersect(const Region& other) const noexcept {
     return {std::max(left, other.left), std::max(top, other.top), std::min(right, other.right),
@@ -80,6 +81,22 @@ inline Region clip(const PictureEditor& e, int64_t left, int64_t top, int64_t wi
   };
   return {within(left, e.width), within(top, e.height), within(left + width, e.width),
           within(top + height, e.height)};
+}
+
+/// Whether the picture's rows can be taken for one long row: they follow each other without gaps.
+bool isSeamless(const PictureEditor& e) noexcept;
+
+/// A seamless picture as one row, which spares what every row costs by itself. A view: closing is
+/// left to the editor that it was made of.
+inline PictureEditor asOneRow(PictureEditor e) noexcept {
+  e.width *= e.height;
+  e.height = 1;
+  return e;
+}
+
+/// A view of a picture in as few rows as its memory allows.
+inline PictureEditor joinRows(const PictureEditor& e) noexcept {
+  return isSeamless(e) ? asOneRow(e) : e;
 }
 
 /// Moves the row cursor to row y of the picture.
@@ -281,13 +298,10 @@ void mapBlock(Output& output, int32_t x, int32_t count, F f, const Readers&... r
 
 // --- Drivers ------------------------------------------------------------------------------------
 
-/// Writes f(a, b, ...) of the readers' pixels at the same place to the writer, within the region
-/// and within all of the pictures. Without readers, f() fills the region.
+/// Writes f(a, b, ...) of the readers' pixels at the same place to the writer, row by row. The
+/// region lies within all of the pictures.
 template <typename F, typename... Readers>
-void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... readers) noexcept {
-  Region region = wanted.intersect(wholeOf(writer));
-  ((region = region.intersect(wholeOf(readers))), ...);
-  if (region.empty()) return;
+void zipRows(PictureEditor& writer, const Region& region, F f, Readers&... readers) noexcept {
   seekRow(writer, region.top);
   (seekRow(readers, region.top), ...);
   Output output(writer, region);
@@ -305,6 +319,25 @@ void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... rea
     NextRow(writer);
     (NextRow(readers), ...);
   }
+}
+
+/// The same for the part of any region that lies within all of the pictures. Without readers, f()
+/// fills it.
+template <typename F, typename... Readers>
+void zipPixels(PictureEditor& writer, const Region& wanted, F f, Readers&... readers) noexcept {
+  Region region = wanted.intersect(wholeOf(writer));
+  ((region = region.intersect(wholeOf(readers))), ...);
+  if (region.empty()) return;
+  const auto isWhole = [&region](const PictureEditor& e) {
+    return region == wholeOf(e) && isSeamless(e);
+  };
+  if (!(isWhole(writer) && ... && isWhole(readers))) {
+    return zipRows(writer, region, f, readers...);
+  }
+  const auto zipJoined = [&f](PictureEditor to, auto... from) {
+    zipRows(to, wholeOf(to), f, from...);
+  };
+  zipJoined(asOneRow(writer), asOneRow(readers)...);
 }
 
 /// Writes f of each of the reader's pixels to the writer, within the region.
@@ -344,9 +377,11 @@ bool scanRuns(PictureEditor& reader, const Region& wanted, Visit visit) noexcept
 /// The same where the place does not matter: calls visit(words, count).
 template <typename Visit>
 bool scanPixels(PictureEditor& reader, const Region& wanted, Visit visit) noexcept {
-  return scanRuns(reader, wanted, [&](const Word* words, int32_t count, int32_t, int32_t) {
-    return visit(words, count);
-  });
+  const bool whole = wanted.intersect(wholeOf(reader)) == wholeOf(reader);
+  PictureEditor rows = whole ? joinRows(reader) : reader;
+  return scanRuns(
+      rows, whole ? wholeOf(rows) : wanted,
+      [&](const Word* words, int32_t count, int32_t, int32_t) { return visit(words, count); });
 }
 
 /// Number of pixels for which f(word) holds.
