@@ -1,5 +1,6 @@
-// Processors that permute the bytes of whole 512-bit vectors (AVX-512 VBMI). The loader does not
-// tell them apart, so functions for them are chosen by hand.
+// Processors that choose bytes from vectors: within 128 bits (AVX2), or from two whole vectors of
+// 512 (AVX-512 VBMI), which the loader does not tell apart. Where data depend on the choice too,
+// functions for them are chosen by hand.
 #pragma once
 
 #pragma GCC diagnostic push
@@ -7,6 +8,14 @@
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
 #pragma GCC diagnostic pop
+
+#define ZVK_AVX2 __attribute__((target("avx2")))
+
+namespace pixels {
+
+inline bool hasByteShuffles() noexcept { return __builtin_cpu_supports("avx2"); }
+
+}  // namespace pixels
 
 #if defined(__x86_64__)
 

@@ -31,11 +31,12 @@ class ChannelTables {
   /// Words of the three tables' entries.
   void setTables(const Word* entries) noexcept;
   void runPlain(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
+  void runAvx2(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 #if defined(__x86_64__)
   void runVbmi(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 #endif
 
-  // Blue, green, red. Which ones hold the tables depends on the processor.
+  // Blue, green, red. Which ones hold the tables, and in which form, depends on the processor.
   alignas(64) uint8_t bytes_[3][kLevels];
   uint32_t words_[3][kLevels];  ///< each entry in its channel's place in a word
 };

@@ -137,8 +137,6 @@ void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept;
 struct Run {
   const Word* words;
 };
-template <typename>
-using RunOf = Run;
 
 template <typename F, typename... Runs>
 ZVK_CLONES void mapRun(Word* out, int32_t count, uint32_t top, F f, Runs... in) noexcept {
@@ -223,6 +221,11 @@ inline uint8_t* addressOf(const PictureEditor& e, int32_t x) noexcept {
   return e.row + static_cast<ptrdiff_t>(x) * e.bytesPerPixel;
 }
 
+/// The words of the current row from column x on, where pixels are words.
+inline Run wordsAt(const PictureEditor& e, int32_t x) noexcept {
+  return {reinterpret_cast<const Word*>(addressOf(e, x))};
+}
+
 /// The way in which a region of a picture is written: in place, past the caches, or from blocks.
 class Output {
  public:
@@ -241,19 +244,21 @@ class Output {
 
   /// How many of `count` pixels from column x of the current row on may be written at once.
   template <typename F, typename... Runs>
-  [[nodiscard]] int32_t runLength(int32_t x, int32_t count) const noexcept {
-    return takesBlocks<F, Runs...>() ? blockLength(x, count) : count;
+  [[nodiscard]] int32_t runLength(int32_t x, int32_t count, Runs... in) const noexcept {
+    return takesBlocks<F>(x, in...) ? blockLength(x, count) : count;
   }
 
-  /// Writes f(a, b, ...) of the runs' words to so many pixels of the current row from column x on.
-  /// `sources` are where the words come from.
+  /// Writes f(a, b, ...) of the runs' words to so many pixels of the current row from column x on:
+  /// those of a block, or as many as runLength says. `sources` are where the words come from.
   template <typename F, typename... Runs>
   void write(int32_t x, int32_t count, Sources sources, F f, Runs... in) noexcept {
     if (writer_.row == nullptr) return;
     const uint32_t top = fourthByte(writer_);
     auto* const place = reinterpret_cast<Word*>(addressOf(writer_, x));
-    if (takesBlocks<F, Runs...>()) {
-      Word block[kBlock];
+    if (takesBlocks<F>(x, in...)) {
+      // A block lies in its cache lines like its place does, so that to stream it does not stall.
+      alignas(kLine) uint32_t lines[kBlock + kLineWords];
+      Word* const block = lines + (isPacked(writer_) ? 0 : pastLine(place) / 4);
       applyKernel(block, count, top, f, in...);
       return putBlock(x, count, sources, block);
     }
@@ -265,8 +270,10 @@ class Output {
 
  private:
   template <typename F, typename... Runs>
-  [[nodiscard]] bool takesBlocks() const noexcept {
-    return isPacked(writer_) || (streamed_ && HasOnlyLoop<F, Runs...>);
+  [[nodiscard]] bool takesBlocks([[maybe_unused]] int32_t x, Runs... in) const noexcept {
+    if (isPacked(writer_)) return true;
+    return streamed_ &&
+           (HasOnlyLoop<F, Runs...> || (stallsOn(addressOf(writer_, x), in.words) || ...));
   }
   void putBlock(int32_t x, int32_t count, Sources sources, const Word* words) noexcept;
 
@@ -279,7 +286,7 @@ template <typename F, typename... Readers>
 void mapBlock(Output& output, int32_t x, int32_t count, F f, const Readers&... readers) noexcept {
   const Sources places{addressOf(readers, x)...};
   if ((!isPacked(readers) && ...)) {
-    output.write(x, count, places, f, Run{reinterpret_cast<const Word*>(readers.row) + x}...);
+    output.write(x, count, places, f, wordsAt(readers, x)...);
     return;
   }
   // One block more than there are sources, so that there may be none.
@@ -311,7 +318,7 @@ void zipRows(PictureEditor& writer, const Region& region, F f, Readers&... reade
       for (int32_t x = region.left; x < region.right;) {
         const int32_t rest = region.right - x;
         const int32_t count = fromBlocks ? output.blockLength(x, rest)
-                                         : output.runLength<F, RunOf<Readers>...>(x, rest);
+                                         : output.runLength<F>(x, rest, wordsAt(readers, x)...);
         mapBlock(output, x, count, f, readers...);
         x += count;
       }
