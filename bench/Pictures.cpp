@@ -152,8 +152,8 @@ Pixels makeSparse(Size size) {
 
 Pixels makeFlat(Size size) {
   Pixels pixels(size_t(size.width) * size.height, kOpaque | kFlatColor);
-  const int x = std::max(0, size.width - kOddDistance);
-  const int y = std::max(0, size.height - kOddDistance);
+  const int x = std::max(size.width / 2, size.width - kOddDistance);
+  const int y = std::max(size.height / 2, size.height - kOddDistance);
   pixels[size_t(y) * size.width + x] = kOpaque | kOddColor;
   return pixels;
 }

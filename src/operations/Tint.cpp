@@ -24,7 +24,7 @@ struct Tint {
   uint32_t operator()(uint32_t word) const noexcept {
     const Rgb v = unpack(word);
     const double level = v.red * grey.red + v.green * grey.green + v.blue * grey.blue;
-    // The level is at most 765, so its products stay far within the integer range.
+    // The level is at most 765, and so are its products.
     return pack({ClampingRule::bounded(level * tone.red), ClampingRule::bounded(level * tone.green),
                  ClampingRule::bounded(level * tone.blue)});
   }

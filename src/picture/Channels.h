@@ -20,10 +20,10 @@ struct ClampingRule {
     const double positive = value > 0.0 ? value : 0.0;
     return static_cast<int32_t>(positive < 255.0 ? positive : 255.0);
   }
-  /// The same for values that are known to lie within the integer range, where it costs half as
-  /// much.
+  /// The same for values from 0 to far within the integer range, where it costs half as much.
   static int32_t bounded(double value) noexcept {
-    return clampedChannel(static_cast<int32_t>(value));
+    const auto level = static_cast<int32_t>(value);
+    return level > 255 ? 255 : level;
   }
 };
 
