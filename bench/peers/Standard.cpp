@@ -1,4 +1,6 @@
 // The C and C++ standard libraries.
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -36,11 +38,25 @@ PeerCall readAlone(const Job& job) {
   }};
 }
 
+// Streamed where no cache holds it, which is the fastest way.
+void fill(const Image& image) {
+  constexpr size_t kVectorWords = 4, kStreamed = 1 << 22;
+  const bool streamed = image.count() >= kStreamed;
+  if (!streamed) memset(image.words, 0xFF, image.byteCount());
+  const size_t past = reinterpret_cast<uintptr_t>(image.words) / 4 % kVectorWords;
+  for (size_t i = (kVectorWords - past) % kVectorWords;
+       streamed && i + kVectorWords <= image.count(); i += kVectorWords) {
+    _mm_stream_si128(reinterpret_cast<__m128i*>(image.words + i), _mm_set1_epi8(-1));
+  }
+  _mm_sfence();
+}
+
 // One pass over the picture, and another one over the result.
 PeerCall readThenFill(const Job& job) {
   return {[first = job.first, target = job.target] {
     keep(combined(first.words, first.count()));
-    memset(target.words, 0xFF, target.byteCount());
+    fill(target);
+    keep(target.words);
   }};
 }
 
