@@ -40,14 +40,19 @@ PeerCall readAlone(const Job& job) {
 
 // Streamed where no cache holds it, which is the fastest way.
 void fill(const Image& image) {
+  constexpr uint32_t kWhite = 0xFFFFFFFF;
   constexpr size_t kVectorWords = 4, kStreamed = 1 << 22;
-  const bool streamed = image.count() >= kStreamed;
-  if (!streamed) memset(image.words, 0xFF, image.byteCount());
+  if (image.count() < kStreamed) {
+    memset(image.words, 0xFF, image.byteCount());
+    return;
+  }
   const size_t past = reinterpret_cast<uintptr_t>(image.words) / 4 % kVectorWords;
-  for (size_t i = (kVectorWords - past) % kVectorWords;
-       streamed && i + kVectorWords <= image.count(); i += kVectorWords) {
+  size_t i = (kVectorWords - past) % kVectorWords;
+  std::fill_n(image.words, i, kWhite);
+  for (; i + kVectorWords <= image.count(); i += kVectorWords) {
     _mm_stream_si128(reinterpret_cast<__m128i*>(image.words + i), _mm_set1_epi8(-1));
   }
+  std::fill_n(image.words + i, image.count() - i, kWhite);
   _mm_sfence();
 }
 

@@ -1,6 +1,6 @@
-// Processors that choose bytes from vectors: within 128 bits (AVX2), or from two whole vectors of
-// 512 (AVX-512 VBMI), which the loader does not tell apart. Where data depend on the choice too,
-// functions for them are chosen by hand.
+// Functions for processors that choose bytes from vectors: within 128 bits (AVX2), or from two
+// whole vectors of 512 bits (AVX-512 VBMI). The loader does not tell VBMI apart, and cannot help
+// where data depend on the choice too, so there it is made by hand.
 #pragma once
 
 #pragma GCC diagnostic push

@@ -31,17 +31,22 @@ ChannelTables::ChannelTables(const uint8_t* red, const uint8_t* green,
   setTables(entries);
 }
 
+ChannelTables::Form ChannelTables::form() noexcept {
+  if (hasByteVectors()) return Form::kBytes;
+  return hasByteShuffles() ? Form::kSteps : Form::kWords;
+}
+
 void ChannelTables::setTables(const Word* entries) noexcept {
-  const bool inBytes = hasByteVectors() || hasByteShuffles();
+  const Form kept = form();
   for (int32_t channel = 0; channel < 3; ++channel) {
     const int shift = 8 * channel;
-    for (int32_t i = 0; inBytes && i < kLevels; ++i) {
-      bytes_[channel][i] = static_cast<uint8_t>(entries[i] >> shift);
-    }
-    for (int32_t i = 0; !inBytes && i < kLevels; ++i) {
+    for (int32_t i = 0; i < kLevels && kept == Form::kWords; ++i) {
       words_[channel][i] = entries[i] & 0xFFU << shift;
     }
-    if (!hasByteVectors() && hasByteShuffles()) toSteps(bytes_[channel]);
+    for (int32_t i = 0; i < kLevels && kept != Form::kWords; ++i) {
+      bytes_[channel][i] = static_cast<uint8_t>(entries[i] >> shift);
+    }
+    if (kept == Form::kSteps) toSteps(bytes_[channel]);
   }
 }
 
@@ -219,11 +224,16 @@ ZVK_VBMI void ChannelTables::runVbmi(Word* out, int32_t count, uint32_t top,
 #endif
 
 void ChannelTables::run(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept {
+  switch (form()) {
+    case Form::kBytes:
 #if defined(__x86_64__)
-  if (hasByteVectors()) return runVbmi(out, count, top, in);
+      return runVbmi(out, count, top, in);
 #endif
-  if (hasByteShuffles()) return runAvx2(out, count, top, in);
-  runPlain(out, count, top, in);
+    case Form::kSteps:
+      return runAvx2(out, count, top, in);
+    case Form::kWords:
+      return runPlain(out, count, top, in);
+  }
 }
 
 }  // namespace pixels

@@ -28,6 +28,14 @@ class ChannelTables {
   void run(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 
  private:
+  /// How the tables are kept, which depends on the processor.
+  enum class Form : uint8_t {
+    kWords,  ///< each entry in its channel's place in a word
+    kSteps,  ///< bytes; rows of 16 but the first of each half as differences from the row before
+    kBytes,
+  };
+  static Form form() noexcept;
+
   /// Words of the three tables' entries.
   void setTables(const Word* entries) noexcept;
   void runPlain(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
@@ -36,9 +44,9 @@ class ChannelTables {
   void runVbmi(Word* out, int32_t count, uint32_t top, const Word* in) const noexcept;
 #endif
 
-  // Blue, green, red. Which ones hold the tables, and in which form, depends on the processor.
+  // Blue, green, red; one of them holds the tables.
   alignas(64) uint8_t bytes_[3][kLevels];
-  uint32_t words_[3][kLevels];  ///< each entry in its channel's place in a word
+  uint32_t words_[3][kLevels];
 };
 
 /// The tables as a kernel, which is copied about.

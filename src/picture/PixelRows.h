@@ -14,7 +14,7 @@
 #include "picture/PictureEditor.h"
 #include "picture/Streaming.h"
 
-// The one place where code is chosen by processor: a function so marked is compiled once per
+// The way in which plain loops are chosen by processor: a function so marked is compiled once per
 // instruction set, and the loader binds the best one that the machine has. Kernels belong into
 // anonymous namespaces: GCC exports the entry of a clone whose name is not local to its file.
 #if defined(__i386__)

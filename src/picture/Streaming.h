@@ -50,9 +50,9 @@ inline void finishStreaming() noexcept { _mm_sfence(); }
 
 /// Whether a loop that streams to `out` what it makes of `source` would stall. Processors take a
 /// load for one of what was just stored where the low 12 bits of both addresses are the same, and
-/// let it wait; behind a streaming store that is until memory has the line, which can take ten times
-/// as long as all else. It happens where by these bits the result begins less than two lines behind
-/// the source.
+/// let it wait; behind a streaming store that is until memory has the line, which can take ten
+/// times as long as all else. It happens where by these bits the result begins less than two lines
+/// behind the source.
 inline bool stallsOn(const void* out, const void* source) noexcept {
   constexpr uintptr_t kCompared = 4096;
   const auto to = reinterpret_cast<uintptr_t>(out), from = reinterpret_cast<uintptr_t>(source);

@@ -37,8 +37,7 @@ __attribute__((target("default"))) void unpackRun(const uint8_t* triples, Word* 
   unpackPlain(triples, words, count, top);
 }
 
-__attribute__((target("avx2"))) void unpackRun(const uint8_t* triples, Word* words, int32_t count,
-                                               uint32_t top) noexcept {
+ZVK_AVX2 void unpackRun(const uint8_t* triples, Word* words, int32_t count, uint32_t top) noexcept {
   const __m256i order = _mm256_broadcastsi128_si256(
       _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1));
   const __m256i tops = _mm256_set1_epi32(static_cast<int>(top));
@@ -59,8 +58,7 @@ __attribute__((target("default"))) void packRun(const Word* words, uint8_t* trip
   packPlain(words, triples, count);
 }
 
-__attribute__((target("avx2"))) void packRun(const Word* words, uint8_t* triples,
-                                             int32_t count) noexcept {
+ZVK_AVX2 void packRun(const Word* words, uint8_t* triples, int32_t count) noexcept {
   const __m256i order = _mm256_broadcastsi128_si256(
       _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1));
   int32_t i = 0;
@@ -185,10 +183,12 @@ void streamWords(const uint8_t* triples, Word* words, int32_t count, uint32_t to
     return unpackVbmi<true>(triples + ptrdiff_t{head} * 3, words + head, count - head, top);
   }
 #endif
-  Word block[kBlock];
+  // A block lies in its cache lines like its place does, so that to stream it hardly stalls.
+  alignas(kLine) uint32_t lines[kBlock + kLineWords];
   for (int32_t i = 0, length = std::min(kBlock - past, count); i < count;
        i += length, length = std::min(kBlock, count - i)) {
     const uint8_t* const source = triples + ptrdiff_t{i} * 3;
+    Word* const block = lines + pastLine(words + i) / 4;
     unpackTriples(source, block, length, top);
     streamBlock(reinterpret_cast<uint8_t*>(words + i), block, length * 4, {source});
   }
@@ -203,12 +203,13 @@ void streamTriples(const Word* words, uint8_t* triples, int32_t count) noexcept 
     return packVbmi<true>(words + head, triples + ptrdiff_t{head} * 3, count - head);
   }
 #endif
-  uint8_t block[kBlock * 3];
+  alignas(kLine) uint8_t lines[kBlock * 3 + kLine];
   for (int32_t i = 0, length = std::min(kBlock - past, count); i < count;
        i += length, length = std::min(kBlock, count - i)) {
+    uint8_t* const place = triples + ptrdiff_t{i} * 3;
+    uint8_t* const block = lines + pastLine(place);
     packTriples(words + i, block, length);
-    streamBlock(triples + ptrdiff_t{i} * 3, block, length * 3,
-                {reinterpret_cast<const uint8_t*>(words + i)});
+    streamBlock(place, block, length * 3, {reinterpret_cast<const uint8_t*>(words + i)});
   }
 }
 

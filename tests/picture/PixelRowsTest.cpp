@@ -41,25 +41,61 @@ TEST(PixelRows, SourcesInAnyMixtureOfStoragesAndBlocks) {
 }
 
 TEST(PixelRows, RowsWithoutMemoryAreLeftOut) {
-  PluginHost setup(kRecord);
-  setup.host.settings.freshPixel = 0x123456;
-  for (int missing = 0; missing < 3; ++missing) {
-    const Pixels source = randomPixels(4, 3, 5);
-    const PictureRef picture = setup.picture(4, 3, source);
-    uint8_t* row = std::exchange(picture->record()->rowStarts[missing], nullptr);
-    const PictureRef result = setup.plugin.call(picture, "InvertZVK");
-    const int green = static_cast<int>(source[5] & 0xFFFFFF);
-    const int counted = static_cast<int>(
-        setup.plugin.call(picture, "CountColorZVK", host::Color{static_cast<uint32_t>(green)})
-            .integer());
-    picture->record()->rowStarts[missing] = row;
-    EXPECT_EQ(counted, missing == 1 ? 0 : 1);
-    for (int y = 0; y < 3; ++y) {
-      const uint32_t pixel = source[static_cast<size_t>(4 * y + 2)];
-      EXPECT_EQ(result->words()[static_cast<size_t>(4 * y + 2)],
-                y == missing ? 0x123456 : ~pixel & 0xFFFFFF);
+  for (const bool scattered : {true, false}) {
+    PluginHost setup({.storage = Storage::kRecord, .scatteredRows = scattered});
+    setup.host.settings.freshPixel = 0x123456;
+    for (int missing = 0; missing < 3; ++missing) {
+      const Pixels source = randomPixels(4, 3, 5);
+      const PictureRef picture = setup.picture(4, 3, source);
+      uint8_t* row = std::exchange(picture->record()->rowStarts[missing], nullptr);
+      const PictureRef result = setup.plugin.call(picture, "InvertZVK");
+      const int green = static_cast<int>(source[5] & 0xFFFFFF);
+      const int counted = static_cast<int>(
+          setup.plugin.call(picture, "CountColorZVK", host::Color{static_cast<uint32_t>(green)})
+              .integer());
+      picture->record()->rowStarts[missing] = row;
+      EXPECT_EQ(counted, missing == 1 ? 0 : 1);
+      for (int y = 0; y < 3; ++y) {
+        const uint32_t pixel = source[static_cast<size_t>(4 * y + 2)];
+        EXPECT_EQ(result->words()[static_cast<size_t>(4 * y + 2)],
+                  y == missing ? 0x123456 : ~pixel & 0xFFFFFF);
+      }
     }
   }
+}
+
+TEST(PixelRows, RowsMayLieInAnyOrder) {
+  PluginHost setup({.storage = Storage::kRecord});
+  const PictureRef picture = setup.picture(3, 4, randomPixels(3, 4, 8));
+  uint8_t** rows = picture->record()->rowStarts;
+  std::swap(rows[1], rows[2]);
+  const PictureRef result = setup.plugin.call(picture, "InvertZVK");
+  for (size_t i = 0; i < 12; ++i) {
+    EXPECT_EQ(result->words()[i], ~picture->words()[i] & 0xFFFFFF) << i;
+  }
+}
+
+// How rows are written depends on where they lie in comparison with their source.
+TEST(PixelRows, RowsMayLieAnywhere) {
+  // From row to row 97 bytes closer: less than the span in which loads and streaming stores meet.
+  constexpr int kWidth = 2000, kHeight = 48;
+  constexpr size_t kPitch = size_t{4} * kWidth + 97;
+  PluginHost setup(kRecord);
+  setup.host.settings.newPictures.scatteredRows = false;
+  const Pixels source = randomPixels(kWidth, kHeight, 3);
+  std::vector<uint8_t> memory(kPitch * kHeight);
+  const PictureRef picture = setup.picture(kWidth, kHeight, Pixels(source.size()), kRecord);
+  uint8_t** rows = picture->record()->rowStarts;
+  const std::vector<uint8_t*> own(rows, rows + kHeight);
+  for (size_t y = 0; y < kHeight; ++y) {
+    rows[y] = memory.data() + y * kPitch;
+    memcpy(rows[y], &source[y * kWidth], size_t{4} * kWidth);
+  }
+  const PictureRef result = setup.plugin.call(picture, "InvertZVK");
+  std::copy(own.begin(), own.end(), rows);
+  Pixels expected;
+  for (const uint32_t pixel : source) expected.push_back(~pixel & 0xFFFFFF);
+  EXPECT_EQ(result->words(), expected);
 }
 
 TEST(PixelRows, PicturesWithoutExtentGiveNoResult) {
