@@ -65,12 +65,14 @@ Image imageOf(const host::PictureRef& picture) {
   return {words, picture->width(), picture->height()};
 }
 
-// Memory of their own where the pictures' is not made of words.
+// Where the others write to. A recycling host gets the picture back at once and takes it for the
+// plug-in's next result, so that all write to the same memory: the caches keep what is used most.
+// Where the pictures' memory is not made of words, they have their own.
 Image makeTarget(Stage& stage, Job& job, Size size) {
   if (stage.layout() != Layout::kTriples) {
     const host::PictureRef picture =
         stage.host().newPicture(size.width, size.height, stage.host().settings.newPictures);
-    job.kept.push_back(std::make_shared<host::PictureRef>(picture));
+    if (!stage.recycling()) job.kept.push_back(std::make_shared<host::PictureRef>(picture));
     Image image = imageOf(picture);
     memset(image.words, 0, image.byteCount());
     return image;
@@ -88,7 +90,6 @@ struct Prepared {
 
 void prepare(Stage& stage, const Row& row, Prepared& p) {
   p.source = stage.picture(row.scene, row.size, 0);
-  p.job.target = makeTarget(stage, p.job, row.size);
   if (stage.layout() == Layout::kTriples) {
     p.job.first = makeTarget(stage, p.job, row.size);
   } else {
@@ -98,6 +99,8 @@ void prepare(Stage& stage, const Row& row, Prepared& p) {
     p.job.second = imageOf(stage.picture(Scene::kGradient, row.size, 1));
     p.job.third = imageOf(stage.picture(Scene::kGradient, row.size, 2));
   }
+  // Behind all other pictures, so that none of them takes its place.
+  p.job.target = makeTarget(stage, p.job, row.size);
   if (row.operation->describe) row.operation->describe(p.job);
   p.call = row.operation->make(stage, p.source, p.job);
 }
