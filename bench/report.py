@@ -59,7 +59,7 @@ class Row:
         if value <= goal:
             return "met"
         name, bound = self.bound()
-        reason = f"; {name} takes {bound / unit:.2f}{sign}" if bound > goal * unit else ""
+        reason = f"; {name} takes {bound / unit:.2f}{sign}" if bound else ""
         return f"no, {value / goal:.2f} × the goal{reason}"
 
 
