@@ -103,6 +103,8 @@ class BoxFinder {
 
  private:
   [[nodiscard]] ptrdiff_t rowCells() const noexcept { return stride_; }
+  // Apart from the loop over all words, most of which are empty: that needs few registers.
+  [[gnu::noinline]] void findIn(int32_t index, int32_t y) noexcept;
   Cells lonelyCells(int32_t index, int32_t y) noexcept;
   Box boxFrom(int32_t x, int32_t y) noexcept;
   bool anyInRow(int32_t y, int32_t left, int32_t right) noexcept;
@@ -200,21 +202,27 @@ Cells BoxFinder::lonelyCells(int32_t index, int32_t y) noexcept {
   return cells & ~neighbours;
 }
 
-/// Boxes in reading order of their seeds. A box covers its seed and cells are only ever cleared, so
-/// no seed is left behind.
+/// Boxes of the seeds in one word that has some. A box covers its seed and cells are only ever
+/// cleared, so no seed is left behind.
+void BoxFinder::findIn(int32_t index, int32_t y) noexcept {
+  Cells& cells = colored(y)[index];
+  while (cells != 0) {
+    const Cells lonely = lonelyCells(index, y);
+    const Cells others = cells & ~lonely;
+    // All lonely ones up to the first seed of a larger box, which might take in the rest.
+    const Cells single = lonely & ((others & (~others + 1)) - 1);
+    cells &= ~single;
+    boxes(y)[index] |= single;
+    if (others != 0) cover(boxFrom(index * kCells + std::countr_zero(others), y));
+  }
+}
+
+/// Boxes in reading order of their seeds.
 void BoxFinder::findAll() noexcept {
   for (int32_t y = 0; y < height_; ++y) {
-    Cells* row = colored(y);
+    const Cells* const row = colored(y);
     for (int32_t i = 0; i < stride_; ++i) {
-      while (row[i] != 0) {
-        const Cells lonely = lonelyCells(i, y);
-        const Cells others = row[i] & ~lonely;
-        // All lonely ones up to the first seed of a larger box, which might take in the rest.
-        const Cells single = lonely & ((others & (~others + 1)) - 1);
-        row[i] &= ~single;
-        boxes(y)[i] |= single;
-        if (others != 0) cover(boxFrom(i * kCells + std::countr_zero(others), y));
-      }
+      if (row[i] != 0) findIn(i, y);
     }
   }
 }
