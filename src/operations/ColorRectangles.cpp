@@ -103,7 +103,7 @@ class BoxFinder {
 
  private:
   [[nodiscard]] ptrdiff_t rowCells() const noexcept { return stride_; }
-  // Apart from the loop over all words, most of which are empty: that needs few registers.
+  // Inlined, it would take registers from the loop over all words, most of which are empty.
   [[gnu::noinline]] void findIn(int32_t index, int32_t y) noexcept;
   Cells lonelyCells(int32_t index, int32_t y) noexcept;
   Box boxFrom(int32_t x, int32_t y) noexcept;
@@ -202,8 +202,7 @@ Cells BoxFinder::lonelyCells(int32_t index, int32_t y) noexcept {
   return cells & ~neighbours;
 }
 
-/// Boxes of the seeds in one word that has some. A box covers its seed and cells are only ever
-/// cleared, so no seed is left behind.
+/// Boxes of the seeds in one word.
 void BoxFinder::findIn(int32_t index, int32_t y) noexcept {
   Cells& cells = colored(y)[index];
   while (cells != 0) {
@@ -217,7 +216,8 @@ void BoxFinder::findIn(int32_t index, int32_t y) noexcept {
   }
 }
 
-/// Boxes in reading order of their seeds.
+/// Boxes in reading order of their seeds. A box covers its seed and cells are only ever cleared, so
+/// no seed is left behind.
 void BoxFinder::findAll() noexcept {
   for (int32_t y = 0; y < height_; ++y) {
     const Cells* const row = colored(y);

@@ -22,7 +22,7 @@ namespace {
 /// Two colours, channel by channel: (over * (255 - weight) + under * weight) / 255. Top bytes are
 /// left out.
 uint32_t mixed(uint32_t over, uint32_t under, uint32_t weight) noexcept {
-  // Channels of 16 bits hold the sums. In those bounds, s / 255 is (s + 1 + s / 256) / 256.
+  // Channels of 16 bits hold the sums. For s up to 255 * 255, s / 255 is (s + 1 + s / 256) / 256.
   constexpr uint32_t kChannels = 0x00FF00FF, kOnes = 0x00010001;
   const auto mix = [weight](uint32_t a, uint32_t b) {
     const uint32_t sums = (a & kChannels) * (255 - weight) + (b & kChannels) * weight;
@@ -43,10 +43,10 @@ void BlendOutlinePixel(PictureEditor& writer, int32_t x, int32_t y, int32_t weig
   };
   if (pixels::isPacked(writer)) {
     uint8_t* const triple = row + static_cast<ptrdiff_t>(x) * 3;
-    pixels::Word word;
-    pixels::unpackTriples(triple, &word, 1, 0);
-    word = mix(word);
-    pixels::packTriples(&word, triple, 1);
+    const pixels::Rgb color = pixels::unpack(mix(pixels::pack({triple[0], triple[1], triple[2]})));
+    triple[0] = static_cast<uint8_t>(color.red);
+    triple[1] = static_cast<uint8_t>(color.green);
+    triple[2] = static_cast<uint8_t>(color.blue);
     return;
   }
   pixels::Word& word = reinterpret_cast<pixels::Word*>(row)[x];
@@ -177,7 +177,7 @@ class Smoother {
   [[nodiscard]] double peak() const noexcept { return peak_; }
 
  private:
-  /// Both averages side by side, which leaves the processor's units to the one chain of updates.
+  /// Both averages side by side: one multiplication and one addition update them.
   using Pair = double __attribute__((vector_size(2 * sizeof(double))));
 
   void followRun(const int8_t* record, int64_t count) noexcept {

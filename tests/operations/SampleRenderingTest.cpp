@@ -175,7 +175,7 @@ class SampleRenderingTest : public LayoutTest {
   void expectModel(PluginHost& setup, const Bytes& bytes, const Request& r) {
     const PictureRef picture = render(setup, bytes, r);
     ASSERT_TRUE(picture);
-    ASSERT_TRUE(colors(picture) == model(bytes, r))
+    ASSERT_TRUE(words(picture) == written(model(bytes, r), picture->options()))
         << bytes.size() << " bytes, count " << r.count << ", smooth " << r.smooth << ", " << r.width
         << " x " << r.height;
   }
