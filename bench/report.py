@@ -55,7 +55,8 @@ class Row:
         if not self.there or not (self.goal or self.goal_ns):
             return ""
         unit, goal, sign = (1, self.goal_ns, " ns") if self.goal_ns else (self.memcpy, self.goal, "")
-        value = self.ns / unit
+        # As it is shown.
+        value = round(self.ns / unit, 2)
         if value <= goal:
             return "met"
         name, bound = self.bound()
