@@ -22,9 +22,13 @@ Memory::Memory(size_t size, Placement placement) : size_(size) {
   void* base =
       mmap(nullptr, usable + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (base == MAP_FAILED) return;
+  // A process may only have so many mappings, and each guarded piece takes two.
+  if (mprotect(static_cast<uint8_t*>(base) + usable, page, PROT_NONE) != 0) {
+    munmap(base, usable + page);
+    return;
+  }
   base_ = base;
   mapped_ = usable + page;
-  mprotect(static_cast<uint8_t*>(base) + usable, page, PROT_NONE);
   data_ = static_cast<uint8_t*>(base) + usable - size;
 }
 

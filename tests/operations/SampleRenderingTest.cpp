@@ -208,7 +208,11 @@ TEST_P(SampleRenderingTest, MapsAnyCountOntoAnyWidth) {
     }
   }
   expectModel(setup, bytes, {.count = 5, .smooth = 2, .width = 32'767, .height = 1});
-  expectModel(setup, bytes, {.count = 5, .smooth = 2, .width = 2, .height = 32'767, .outline = 1});
+  // Guarding each row of a picture this high takes more mappings than a process may have.
+  host::PictureOptions plain = GetParam().options;
+  plain.placement = Placement::kHeap;
+  PluginHost high(plain);
+  expectModel(high, bytes, {.count = 5, .smooth = 2, .width = 2, .height = 32'767, .outline = 1});
 }
 
 ZVK_ALL_LAYOUTS(SampleRenderingTest);
