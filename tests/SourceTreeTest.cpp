@@ -23,8 +23,9 @@ const Rule kRules[] = {
     {"src/frame/Declarations.cpp", {"frame/", "operations/", "filters/"}},
     {"src/frame/", {"frame/"}},
     {"src/picture/", {"picture/", "frame/"}},
-    {"src/operations/", {"operations/", "picture/", "frame/"}},
-    {"src/filters/", {"filters/", "picture/", "frame/"}},
+    {"src/pixels/", {"pixels/", "picture/", "frame/"}},
+    {"src/operations/", {"operations/", "pixels/", "picture/", "frame/"}},
+    {"src/filters/", {"filters/", "pixels/", "picture/", "frame/"}},
     {"host/", {"host/", "frame/Abi.h", "frame/DeclarationGrammar.h"}},
     {"zvk/", {"zvk/", "host/", "frame/Abi.h", "frame/DeclarationGrammar.h"}},
 };
@@ -55,12 +56,13 @@ TEST(SourceTree, IncludeRulesTellRightFromWrong) {
   EXPECT_TRUE(allowed("src/frame/PluginMain.cpp", "PluginMain.h"));
   EXPECT_FALSE(allowed("src/frame/PluginMain.cpp", "operations/Operations.h"));
   EXPECT_FALSE(allowed("src/frame/Declarations.h", "filters/Filters.h"));
-  EXPECT_FALSE(allowed("src/picture/PixelRows.h", "operations/Operations.h"));
+  EXPECT_FALSE(allowed("src/picture/PictureEditor.h", "pixels/PixelRows.h"));
+  EXPECT_FALSE(allowed("src/pixels/PixelRows.h", "operations/Operations.h"));
   EXPECT_FALSE(allowed("src/operations/Tint.cpp", "filters/Filters.h"));
   EXPECT_FALSE(allowed("src/filters/Sepia.cpp", "operations/Operations.h"));
   EXPECT_FALSE(allowed("src/filters/Sepia.cpp", "host/Host.h"));
   EXPECT_FALSE(allowed("host/Host.cpp", "frame/HostServices.h"));
-  EXPECT_FALSE(allowed("zvk/Main.cpp", "picture/PixelRows.h"));
+  EXPECT_FALSE(allowed("zvk/Main.cpp", "pixels/PixelRows.h"));
 }
 
 TEST(SourceTree, IncludesFollowTheRules) {

@@ -6,7 +6,7 @@
 
 #include "frame/Declarations.h"
 #include "frame/HostServices.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace filters {
 

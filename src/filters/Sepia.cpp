@@ -3,7 +3,7 @@
 
 #include "filters/FilterPictures.h"
 #include "filters/Filters.h"
-#include "picture/Channels.h"
+#include "pixels/Channels.h"
 
 namespace {
 

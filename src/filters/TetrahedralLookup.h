@@ -1,7 +1,7 @@
 // Tetrahedral interpolation in a grid of colours.
 #pragma once
 
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace filters {
 

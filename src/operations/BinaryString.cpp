@@ -5,7 +5,7 @@
 
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <limits>
 
 #include "operations/Operations.h"
-#include "picture/Buffer.h"
-#include "picture/PixelRows.h"
+#include "pixels/Buffer.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

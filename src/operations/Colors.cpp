@@ -3,9 +3,9 @@
 #include "frame/HostServices.h"
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "picture/ChannelTables.h"
-#include "picture/Histogram.h"
-#include "picture/PixelRows.h"
+#include "pixels/ChannelTables.h"
+#include "pixels/Histogram.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

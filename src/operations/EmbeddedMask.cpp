@@ -1,6 +1,6 @@
 #include "operations/Operations.h"
 #include "picture/PictureHelpers.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

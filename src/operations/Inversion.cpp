@@ -1,5 +1,5 @@
 #include "operations/Operations.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <type_traits>
 
 #include "operations/Operations.h"
-#include "picture/Buffer.h"
-#include "picture/PixelRows.h"
+#include "pixels/Buffer.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

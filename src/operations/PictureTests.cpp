@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "operations/Operations.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

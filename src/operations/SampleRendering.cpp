@@ -9,7 +9,7 @@
 #include "frame/HostServices.h"
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 int32_t gOutLineColorR;
 int32_t gOutLineColorG;

@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "operations/Operations.h"
-#include "picture/Channels.h"
-#include "picture/PixelRows.h"
+#include "pixels/Channels.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

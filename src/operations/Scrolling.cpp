@@ -4,9 +4,9 @@
 #include <numeric>
 
 #include "operations/Operations.h"
-#include "picture/Buffer.h"
 #include "picture/PictureHelpers.h"
-#include "picture/PixelRows.h"
+#include "pixels/Buffer.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

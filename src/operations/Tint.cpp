@@ -1,6 +1,6 @@
 #include "operations/Operations.h"
-#include "picture/Channels.h"
-#include "picture/PixelRows.h"
+#include "pixels/Channels.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "operations/Operations.h"
-#include "picture/ChannelTables.h"
-#include "picture/Channels.h"
-#include "picture/PixelRows.h"
+#include "pixels/ChannelTables.h"
+#include "pixels/Channels.h"
+#include "pixels/PixelRows.h"
 
 namespace {
 

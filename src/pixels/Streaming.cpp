@@ -1,4 +1,4 @@
-#include "picture/Streaming.h"
+#include "pixels/Streaming.h"
 
 #include <sys/mman.h>
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace pixels {
 

@@ -1,4 +1,4 @@
-#include "picture/Histogram.h"
+#include "pixels/Histogram.h"
 
 namespace pixels {
 

@@ -1,4 +1,4 @@
-#include "picture/PixelRows.h"
+#include "pixels/PixelRows.h"
 
 namespace pixels {
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "picture/ByteVectors.h"
-#include "picture/PixelRows.h"
+#include "pixels/ByteVectors.h"
+#include "pixels/PixelRows.h"
 
 namespace pixels {
 

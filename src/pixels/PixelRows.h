@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "picture/PictureEditor.h"
-#include "picture/Streaming.h"
+#include "pixels/Streaming.h"
 
 // The way in which plain loops are chosen by processor: a function so marked is compiled once per
 // instruction set, and the loader binds the best one that the machine has. Kernels belong into

@@ -1,8 +1,8 @@
-#include "picture/ChannelTables.h"
+#include "pixels/ChannelTables.h"
 
 #include <cstring>
 
-#include "picture/ByteVectors.h"
+#include "pixels/ByteVectors.h"
 
 namespace pixels {
 
