@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "frame/Declarations.h"
+#include "filters/FilterClasses.h"
 #include "frame/HostServices.h"
 #include "pixels/PixelRows.h"
 

@@ -1,5 +1,5 @@
 // The routines behind the two filter classes. A class's routines find an instance's data where its
-// class record says at the time of the call; the records are in frame/Declarations.h.
+// class record says at the time of the call; the records are in FilterClasses.h.
 #pragma once
 
 #include "frame/Abi.h"

@@ -1,6 +1,6 @@
 #include "GraphicsHelpers.h"
 
-#include "HostService.h"
+#include "HostCall.h"
 #include "HostServices.h"
 #include "ValueHelpers.h"
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "HostService.h"
+#include "HostCall.h"
 
 // --- Registration and runtime -------------------------------------------------------------------
 

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "frame/HostServices.h"
-#include "frame/PluginMain.h"
+#include "frame/HostState.h"
 #include "picture/PictureHelpers.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/HostService.h"
+#include "frame/HostCall.h"
 #include "frame/HostServices.h"
-#include "frame/PluginMain.h"
+#include "frame/HostState.h"
 #include "picture/PictureEditor.h"
 
 namespace {

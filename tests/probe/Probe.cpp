@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "frame/GraphicsHelpers.h"
-#include "frame/HostService.h"
+#include "frame/HostCall.h"
 #include "frame/HostServices.h"
-#include "frame/PluginMain.h"
+#include "frame/HostState.h"
 #include "frame/ValueHelpers.h"
 #include "operations/SampleRendering.h"
 #include "picture/PictureHelpers.h"
+#include "plugin/Registration.h"
 
 namespace {
 

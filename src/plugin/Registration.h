@@ -1,22 +1,10 @@
-// Start-up: how the plug-in introduces itself to the host.
+// How declaration records are adjusted to the host before they are handed to it.
 #pragma once
 
-#include "Abi.h"
+#include "frame/Abi.h"
 
-/// The host's version, for example 2012.0; 0 until start-up and on hosts that report none.
-extern double rbversion;
-
-/// What kind of application runs; set once known, never cleared. Set by the first picture that is
-/// opened.
-extern HostBoolean IsConsole;
-extern HostBoolean IsDesktop;
+/// A control was registered.
 extern HostBoolean gHasControls;
-
-/// Called once by the host, right after it has loaded the library.
-extern "C" ZVK_EXPORT void REALPluginMain(HostResolver resolver) noexcept;
-
-/// Declares everything that the plug-in adds to the host's language.
-void PluginEntry() noexcept;
 
 /// Register a record after rounding its data size up to a multiple of 16 in place.
 void MyREALRegisterClass(REALclassDefinition* definition) noexcept;
@@ -32,9 +20,3 @@ void FixConsoleFlags(REALmoduleDefinition* definition) noexcept;
 
 void SetClassConsoleSafe(REALclassDefinition* definition) noexcept;
 void SetClassWebOnly(REALclassDefinition* definition) noexcept;
-
-/// Sets IsDesktop or IsConsole from the application classes that the host knows; neither when it
-/// knows none.
-void CheckApplication() noexcept;
-
-void MyPluginEnde() noexcept;

@@ -2,24 +2,14 @@
 // by name through the resolver and then called directly.
 #pragma once
 
-#include <algorithm>
-#include <cstddef>
-
 #include "Abi.h"
+#include "FixedString.h"
 
 /// The host's resolver; null until the host has called REALPluginMain.
 extern HostResolver gResolver;
 
 /// Asks the resolver for a service, without any cache. Null when there is none, or no resolver yet.
 void* HCallResolver(const char* entryName) noexcept;
-
-/// A string literal as a template argument.
-template <size_t size>
-struct FixedString {
-  char text[size];
-  // NOLINTNEXTLINE(google-explicit-constructor): a literal is meant to become one by itself.
-  constexpr FixedString(const char (&literal)[size]) { std::copy_n(literal, size, text); }
-};
 
 /// Cache of one service's address. A missing service is asked for again at each call, since hosts
 /// may come to offer it later; an address once found stays.

@@ -1,13 +1,8 @@
-#include "PluginMain.h"
+#include "plugin/Registration.h"
 
-#include "Declarations.h"
-#include "HostService.h"
-#include "HostServices.h"
+#include "frame/HostServices.h"
+#include "frame/HostState.h"
 
-HostResolver gResolver = nullptr;
-double rbversion = 0.0;
-HostBoolean IsConsole = false;
-HostBoolean IsDesktop = false;
 HostBoolean gHasControls = false;
 
 namespace {
@@ -39,29 +34,6 @@ void fixList(Record* records, int32_t count) noexcept {
 }
 
 }  // namespace
-
-void* HCallResolver(const char* entryName) noexcept {
-  return gResolver == nullptr ? nullptr : gResolver(entryName);
-}
-
-void REALPluginMain(HostResolver resolver) noexcept {
-  gResolver = resolver;
-  callHost<"RegisterPluginVersion">(kPluginInterfaceVersion);
-  rbversion = callHost<"REALGetRBVersion", double>();
-  PluginEntry();
-}
-
-void PluginEntry() noexcept {
-  FixConsoleFlags(&PictureSepiaClass);
-  FixConsoleFlags(&Lut3DClass);
-  FixConsoleFlags(&PictureExtensionClass);
-  FixConsoleFlags(GlobalMethodTable, kGlobalMethodCount);
-  MyREALRegisterClass(&PictureSepiaClass);
-  MyREALRegisterClass(&Lut3DClass);
-  MyREALRegisterClassExtension(&PictureExtensionClass);
-  for (REALmethodDefinition& method : GlobalMethodTable) REALRegisterMethod(&method);
-  MyPluginEnde();
-}
 
 void MyREALRegisterClass(REALclassDefinition* definition) noexcept {
   definition->dataSize = roundUpTo16(definition->dataSize);
@@ -107,16 +79,3 @@ void SetClassConsoleSafe(REALclassDefinition* definition) noexcept {
 void SetClassWebOnly(REALclassDefinition* definition) noexcept {
   definition->flags = (definition->flags & ~kFlagHostBit8) | kFlagWebOnly;
 }
-
-void CheckApplication() noexcept {
-  const bool desktop = REALGetClassRef("Application") != nullptr;
-  const bool web = REALGetClassRef("WebApplication") != nullptr;
-  const bool console = REALGetClassRef("ConsoleApplication") != nullptr;
-  if (desktop) {
-    IsDesktop = true;
-  } else if (web || console) {
-    IsConsole = true;
-  }
-}
-
-void MyPluginEnde() noexcept {}

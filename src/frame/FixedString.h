@@ -1,0 +1,13 @@
+// String literals as template arguments: names of services, texts of declarations.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+/// A string literal as a template argument.
+template <size_t size>
+struct FixedString {
+  char text[size];
+  // NOLINTNEXTLINE(google-explicit-constructor): a literal is meant to become one by itself.
+  constexpr FixedString(const char (&literal)[size]) { std::copy_n(literal, size, text); }
+};
