@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "Call.h"
+#include "Names.h"
 
 namespace host {
 
@@ -32,21 +33,6 @@ void* openFresh(const std::string& path) {
   return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
-size_t editDistance(std::string_view a, std::string_view b) {
-  std::vector<size_t> row(b.size() + 1);
-  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (size_t i = 1; i <= a.size(); ++i) {
-    size_t diagonal = row[0];
-    row[0] = i;
-    for (size_t j = 1; j <= b.size(); ++j) {
-      const bool same = grammar::lowerCase(a[i - 1]) == grammar::lowerCase(b[j - 1]);
-      const size_t cost = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (same ? 0 : 1)});
-      diagonal = std::exchange(row[j], cost);
-    }
-  }
-  return row.back();
-}
-
 std::string join(const std::vector<std::string>& parts, std::string_view separator) {
   std::string text;
   for (const std::string& part : parts) {
@@ -57,17 +43,6 @@ std::string join(const std::vector<std::string>& parts, std::string_view separat
 }
 
 }  // namespace
-
-std::vector<std::string> nearestNames(std::string_view name, std::vector<std::string> candidates) {
-  constexpr size_t kMost = 3;
-  std::sort(candidates.begin(), candidates.end());
-  candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-  std::stable_sort(candidates.begin(), candidates.end(), [&](const auto& a, const auto& b) {
-    return editDistance(name, a) < editDistance(name, b);
-  });
-  if (candidates.size() > kMost) candidates.resize(kMost);
-  return candidates;
-}
 
 std::string mangledName(std::string_view name) {
 #if defined(__i386__)
@@ -178,8 +153,8 @@ std::vector<const Method*> Plugin::candidates(const Value& self, std::string_vie
     if (equalIgnoringCase(method.name(), name)) found.push_back(&method);
   }
   if (found.empty()) {
-    throw CallError("there is no method " + std::string(name) + "; nearest are " +
-                    join(nearestNames(name, std::move(names)), ", "));
+    throw CallError("there is no method " + std::string(name) +
+                    suggestion(similarNames(name, std::move(names))));
   }
   return found;
 }

@@ -139,7 +139,4 @@ class Plugin {
   std::vector<std::string> faults_;
 };
 
-/// The up to three candidates nearest to `name` by edit distance, without regard to case.
-std::vector<std::string> nearestNames(std::string_view name, std::vector<std::string> candidates);
-
 }  // namespace host

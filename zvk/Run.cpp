@@ -7,6 +7,7 @@
 #include "CubeFile.h"
 #include "Report.h"
 #include "Tool.h"
+#include "host/Names.h"
 #include "host/PictureFile.h"
 #include "host/Plugin.h"
 
@@ -78,8 +79,10 @@ class Runner {
   // --- Finding what a call means ---
 
   const host::ClassInfo* findClass(const CallText& call) const {
-    const host::ClassInfo* info = host_.findClass(call.name);
-    return info && info->definition ? info : nullptr;
+    for (const auto* definition : host_.registrations.classes) {
+      if (host::standsFor(call.name, definition->name)) return host_.findClass(definition->name);
+    }
+    return nullptr;
   }
 
   std::vector<const Method*> candidates(const CallText& call) const {
@@ -88,17 +91,12 @@ class Runner {
     for (const Method& method : plugin_.methods()) {
       if (method.kind == Method::Kind::kClass) continue;
       names.emplace_back(method.name());
-      if (equalIgnoringCase(method.name(), call.name)) found.push_back(&method);
+      if (host::standsFor(call.name, method.name())) found.push_back(&method);
     }
     if (!found.empty()) return found;
     for (const auto* definition : host_.registrations.classes) names.push_back(definition->name);
-    std::string message = "there is no method " + call.name + "; the nearest are";
-    const char* separator = " ";
-    for (const std::string& name : host::nearestNames(call.name, std::move(names))) {
-      message += separator + name;
-      separator = ", ";
-    }
-    throw InputError(message);
+    throw InputError("there is no method " + call.name +
+                     host::suggestion(host::similarNames(call.name, std::move(names))));
   }
 
   static int byReferenceCount(const Method& method) {

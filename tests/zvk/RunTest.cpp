@@ -61,7 +61,7 @@ TEST_F(RunTest, AppliesCallsOneAfterAnotherAndPrintsResults) {
   const std::string printed = done(
       "run in.png 'ReplaceColorZVK(&c000000, &c010101)' 'isBlackZVK(0, 0, 0, 0)' "
       "'ExtractColorZVK(&c000000, &cFFFFFF, &c123456)' 'CountColorZVK(&c123456)' "
-      "'ColornessZVK(0)' --storage record");
+      "'colorness(0)' --storage record");
   EXPECT_EQ(printed, "true\n1200\n1\n");
 }
 
@@ -144,6 +144,9 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run notes.txt InvertZVK -o out.png", 2, "notes.txt is not a picture"},
       {"run half.png InvertZVK -o out.png", 2, "half.png"},
       {"run in.png InvertZVKK -o out.png", 2, "InvertZVK"},
+      {"run in.png Contrast -o out.png", 2, "nearest are ChangeContrastZVK"},
+      {"run in.png sepia -o out.png", 2, "the nearest is PictureSepiaZVK"},
+      {"run in.png Blur -o out.png", 2, "nothing has a name like it"},
       {"run in.png 'InvertZVK(' -o out.png", 2, "InvertZVK("},
       {"run in.png InvertZVK", 2, "-o"},
       {"run in.png InvertZVK -o gone/out.png", 2, "gone/out.png"},
