@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "host/PictureFile.h"
+#include "host/pictures/PictureFile.h"
 
 namespace bench {
 

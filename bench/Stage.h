@@ -8,7 +8,7 @@
 
 #include "GdkStandIn.h"
 #include "Pictures.h"
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace bench {
 

@@ -1,12 +1,12 @@
-#include "Host.h"
+#include "host/Host.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 
-#include "Services.h"
 #include "frame/DeclarationGrammar.h"
+#include "host/services/Services.h"
 
 namespace host {
 

@@ -11,13 +11,13 @@
 #include <string_view>
 #include <vector>
 
-#include "Array.h"
-#include "Classes.h"
-#include "Graphics.h"
-#include "MemoryBlock.h"
-#include "Picture.h"
-#include "Text.h"
-#include "Value.h"
+#include "host/objects/Array.h"
+#include "host/objects/Classes.h"
+#include "host/objects/MemoryBlock.h"
+#include "host/objects/Text.h"
+#include "host/objects/Value.h"
+#include "host/pictures/Graphics.h"
+#include "host/pictures/Picture.h"
 
 namespace host {
 

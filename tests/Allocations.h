@@ -2,7 +2,7 @@
 // allocator, for calls that come from the plug-in only.
 #pragma once
 
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace test {
 

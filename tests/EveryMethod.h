@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace test {
 

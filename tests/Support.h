@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "host/Host.h"
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace test {
 

@@ -6,7 +6,7 @@
 
 #include "CallText.h"
 #include "Tool.h"
-#include "host/PictureFile.h"
+#include "host/pictures/PictureFile.h"
 
 namespace zvk {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace zvk {
 

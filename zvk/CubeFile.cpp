@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "Tool.h"
-#include "host/PictureFile.h"
+#include "host/pictures/PictureFile.h"
 
 namespace zvk {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace zvk {
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "Tool.h"
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace zvk {
 

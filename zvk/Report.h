@@ -1,7 +1,7 @@
 // Results on standard output.
 #pragma once
 
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace zvk {
 

@@ -7,9 +7,9 @@
 #include "CubeFile.h"
 #include "Report.h"
 #include "Tool.h"
-#include "host/Names.h"
-#include "host/PictureFile.h"
-#include "host/Plugin.h"
+#include "host/pictures/PictureFile.h"
+#include "host/plugin/Names.h"
+#include "host/plugin/Plugin.h"
 
 namespace zvk {
 

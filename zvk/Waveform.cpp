@@ -13,8 +13,8 @@
 
 #include "Arguments.h"
 #include "Tool.h"
-#include "host/PictureFile.h"
-#include "host/Plugin.h"
+#include "host/pictures/PictureFile.h"
+#include "host/plugin/Plugin.h"
 
 namespace zvk {
 

@@ -8,7 +8,7 @@
 #include <functional>
 
 #include "Tool.h"
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace {
 

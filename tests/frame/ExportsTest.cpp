@@ -9,7 +9,7 @@
 #include <iterator>
 #include <set>
 
-#include "host/Plugin.h"
+#include "host/plugin/Plugin.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "Support.h"
-#include "host/PictureFile.h"
+#include "host/pictures/PictureFile.h"
 
 namespace test {
 

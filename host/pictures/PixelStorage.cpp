@@ -1,0 +1,296 @@
+#include "host/pictures/PixelStorage.h"
+
+#include <gdk/gdk.h>
+#include <gdk/gdkx.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace host {
+
+namespace {
+
+constexpr int kOpaque7 = 0x7F;
+constexpr int kDrawableDepth = 24;
+
+// --- cairo --------------------------------------------------------------------------------------
+
+class CairoStorage final : public PixelStorage {
+ public:
+  CairoStorage(int width, int height, const PictureOptions& options)
+      : PixelStorage(width, height, options),
+        stride_(4 * (width + options.paddingWords)),
+        memory_(static_cast<size_t>(stride_) * height, options.placement) {
+    if (memory_.data() == nullptr) return;
+    const cairo_format_t format = options.alpha ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24;
+    surface_ = cairo_image_surface_create_for_data(memory_.data(), format, width, height, stride_);
+    context_ = cairo_create(surface_);
+  }
+  ~CairoStorage() override {
+    if (context_) cairo_destroy(context_);
+    if (surface_) cairo_surface_destroy(surface_);
+  }
+
+  bool complete() const { return context_ && cairo_status(context_) == CAIRO_STATUS_SUCCESS; }
+  PictureDescriptionKind kind() const override { return kDescriptionCairo; }
+  void* dataHandle() override { return context_; }
+  uint8_t* row(int y) override { return memory_.data() + static_cast<size_t>(y) * stride_; }
+  void read(uint32_t* words) override {
+    for (int y = 0; y < height(); ++y, words += width()) memcpy(words, row(y), 4u * width());
+  }
+  void write(const uint32_t* words) override {
+    for (int y = 0; y < height(); ++y, words += width()) memcpy(row(y), words, 4u * width());
+    pixelsChanged();
+  }
+  void draw(const Area&, void (*painter)(cairo_t*, void*), void* argument) override {
+    cairo_save(context_);
+    painter(context_, argument);
+    cairo_restore(context_);
+    cairo_surface_flush(surface_);
+  }
+  void pixelsWillBeAccessed() override { cairo_surface_flush(surface_); }
+  void pixelsChanged() override { cairo_surface_mark_dirty(surface_); }
+
+ private:
+  int stride_;
+  Memory memory_;
+  cairo_surface_t* surface_ = nullptr;
+  cairo_t* context_ = nullptr;
+};
+
+// --- Pixel records ------------------------------------------------------------------------------
+
+class RecordStorage final : public PixelStorage {
+ public:
+  RecordStorage(int width, int height, const PictureOptions& options)
+      : PixelStorage(width, height, options),
+        record_(std::make_unique<HostPixelRecord>()),
+        rows_(static_cast<size_t>(height)) {
+    complete_ = options.scatteredRows ? allocateEachRow() : allocateBlock();
+    if (!complete_) return;
+    // Pictures with alpha channel show that their first word is not looked at.
+    record_->type = options.alpha ? 1 : 0;
+    record_->width = width;
+    record_->height = height;
+    record_->hostPixels = rows_.front();
+    record_->rowStarts = rows_.data();
+  }
+
+  bool complete() const { return complete_; }
+  PictureDescriptionKind kind() const override { return kDescriptionPixelRecord; }
+  void* dataHandle() override { return record_.get(); }
+  HostPixelRecord* record() override { return record_.get(); }
+  uint8_t* row(int y) override { return rows_[static_cast<size_t>(y)]; }
+  void read(uint32_t* words) override {
+    for (int y = 0; y < height(); ++y, words += width()) memcpy(words, row(y), 4u * width());
+  }
+  void write(const uint32_t* words) override {
+    for (int y = 0; y < height(); ++y, words += width()) memcpy(row(y), words, 4u * width());
+  }
+
+  // cairo draws on a copy of the area.
+  void draw(const Area& wanted, void (*painter)(cairo_t*, void*), void* argument) override {
+    const int left = std::max(wanted.x, 0), top = std::max(wanted.y, 0);
+    const int right = std::min(wanted.x + wanted.width, width());
+    const int bottom = std::min(wanted.y + wanted.height, height());
+    if (left >= right || top >= bottom) return;
+    const size_t bytes = size_t{4} * (right - left);
+    cairo_surface_t* surface =
+        cairo_image_surface_create(CAIRO_FORMAT_RGB24, right - left, bottom - top);
+    uint8_t* pixels = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
+    for (int y = top; y < bottom; ++y) {
+      memcpy(pixels + static_cast<size_t>(y - top) * stride, row(y) + 4 * left, bytes);
+    }
+    cairo_surface_mark_dirty(surface);
+    cairo_t* context = cairo_create(surface);
+    cairo_translate(context, -left, -top);
+    painter(context, argument);
+    cairo_destroy(context);
+    cairo_surface_flush(surface);
+    for (int y = top; y < bottom; ++y) {
+      copyColours(row(y) + 4 * left, pixels + static_cast<size_t>(y - top) * stride, right - left);
+    }
+    cairo_surface_destroy(surface);
+  }
+
+ private:
+  bool allocateBlock() {
+    const size_t stride = 4 * (size_t(width()) + options().paddingWords);
+    blocks_.emplace_back(stride * height() - 4 * size_t(options().paddingWords),
+                         options().placement);
+    if (blocks_.front().data() == nullptr) return false;
+    for (size_t y = 0; y < rows_.size(); ++y) rows_[y] = blocks_.front().data() + y * stride;
+    return true;
+  }
+
+  // Made in an order of their own, so that no row follows its predecessor in memory.
+  bool allocateEachRow() {
+    blocks_.resize(rows_.size());
+    for (size_t step = 0; step < 2; ++step) {
+      for (size_t y = 1 - step; y < rows_.size(); y += 2) {
+        blocks_[y] = Memory(size_t{4} * width(), options().placement);
+        rows_[y] = blocks_[y].data();
+        if (rows_[y] == nullptr) return false;
+      }
+    }
+    return true;
+  }
+
+  void copyColours(uint8_t* to, const uint8_t* from, int count) const {
+    const uint32_t top = options().alpha ? uint32_t{kOpaque7} << 24 : 0;
+    for (int x = 0; x < count; ++x) {
+      uint32_t word;
+      memcpy(&word, from + 4 * x, 4);
+      word = (word & 0xFFFFFF) | top;
+      memcpy(to + 4 * x, &word, 4);
+    }
+  }
+
+  std::unique_ptr<HostPixelRecord> record_;
+  std::vector<uint8_t*> rows_;
+  std::vector<Memory> blocks_;
+  bool complete_ = false;
+};
+
+// --- Drawables ----------------------------------------------------------------------------------
+
+class DrawableStorage final : public PixelStorage {
+ public:
+  DrawableStorage(int width, int height, const PictureOptions& options)
+      : PixelStorage(width, height, options) {
+    GdkVisual* visual = gdk_visual_get_best_with_depth(kDrawableDepth);
+    if (visual == nullptr) return;
+    gdk_error_trap_push();
+    pixmap_ = gdk_pixmap_new(nullptr, width, height, kDrawableDepth);
+    gdk_flush();
+    if (gdk_error_trap_pop() != 0 || pixmap_ == nullptr) return;
+    GdkColormap* colormap = gdk_colormap_new(visual, FALSE);
+    gdk_drawable_set_colormap(pixmap_, colormap);
+    g_object_unref(colormap);
+    paint([](cairo_t* context, void*) { cairo_paint(context); }, nullptr);
+    complete_ = true;
+  }
+  ~DrawableStorage() override {
+    if (pixmap_) g_object_unref(pixmap_);
+  }
+
+  bool complete() const { return complete_; }
+  PictureDescriptionKind kind() const override { return kDescriptionDrawable; }
+  void* dataHandle() override { return pixmap_; }
+
+  void read(uint32_t* words) override {
+    GdkPixbuf* copy =
+        gdk_pixbuf_get_from_drawable(nullptr, pixmap_, nullptr, 0, 0, 0, 0, width(), height());
+    const guchar* pixels = gdk_pixbuf_get_pixels(copy);
+    const int stride = gdk_pixbuf_get_rowstride(copy);
+    for (int y = 0; y < height(); ++y) {
+      const guchar* p = pixels + static_cast<size_t>(y) * stride;
+      for (int x = 0; x < width(); ++x, p += 3) {
+        *words++ = uint32_t{p[0]} << 16 | uint32_t{p[1]} << 8 | p[2];
+      }
+    }
+    g_object_unref(copy);
+  }
+
+  void write(const uint32_t* words) override {
+    cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width(), height());
+    uint8_t* pixels = cairo_image_surface_get_data(image);
+    const int stride = cairo_image_surface_get_stride(image);
+    for (int y = 0; y < height(); ++y, words += width()) {
+      memcpy(pixels + static_cast<size_t>(y) * stride, words, 4u * width());
+    }
+    cairo_surface_mark_dirty(image);
+    paint(
+        [](cairo_t* context, void* source) {
+          cairo_set_source_surface(context, static_cast<cairo_surface_t*>(source), 0, 0);
+          cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
+          cairo_paint(context);
+        },
+        image);
+    cairo_surface_destroy(image);
+  }
+
+  void draw(const Area&, void (*painter)(cairo_t*, void*), void* argument) override {
+    paint(painter, argument);
+  }
+
+ private:
+  void paint(void (*painter)(cairo_t*, void*), void* argument) {
+    cairo_t* context = gdk_cairo_create(pixmap_);
+    painter(context, argument);
+    cairo_destroy(context);
+  }
+
+  GdkPixmap* pixmap_ = nullptr;
+  bool complete_ = false;
+};
+
+template <typename T>
+std::unique_ptr<PixelStorage> completed(int width, int height, const PictureOptions& options) {
+  auto storage = std::make_unique<T>(width, height, options);
+  if (!storage->complete()) return nullptr;
+  return storage;
+}
+
+}  // namespace
+
+std::unique_ptr<PixelStorage> PixelStorage::create(int width, int height,
+                                                   const PictureOptions& options) {
+  if (width < 1 || height < 1) return nullptr;
+  switch (options.storage) {
+    case Storage::kCairo:
+      return completed<CairoStorage>(width, height, options);
+    case Storage::kRecord:
+      return completed<RecordStorage>(width, height, options);
+    case Storage::kDrawable:
+      if (options.alpha || !displayAvailable()) return nullptr;
+      return completed<DrawableStorage>(width, height, options);
+  }
+  return nullptr;
+}
+
+bool displayAvailable() {
+  static const bool available =
+      gdk_init_check(nullptr, nullptr) && gdk_visual_get_best_with_depth(kDrawableDepth) != nullptr;
+  return available;
+}
+
+uint32_t canonicalPixel(uint32_t word, const PictureOptions& options) {
+  if (!options.alpha) return word | 0xFF000000;
+  if (options.storage == Storage::kCairo) return word;
+  const uint32_t alpha = word >> 24 & kOpaque7;
+  return (alpha * 2 + (alpha & 1)) << 24 | (word & 0xFFFFFF);
+}
+
+uint32_t pixelWord(uint32_t canonical, const PictureOptions& options) {
+  const uint32_t colour = canonical & 0xFFFFFF;
+  if (options.storage == Storage::kCairo) return options.alpha ? canonical : canonical | 0xFF000000;
+  return options.alpha ? (canonical >> 25) << 24 | colour : colour;
+}
+
+namespace {
+
+template <typename Scale>
+uint32_t mapChannels(uint32_t pixel, Scale scale) {
+  uint32_t result = pixel & 0xFF000000;
+  for (int shift = 0; shift < 24; shift += 8) {
+    result |= std::min(scale(pixel >> shift & 255), 255u) << shift;
+  }
+  return result;
+}
+
+}  // namespace
+
+uint32_t premultiplied(uint32_t pixel) {
+  const uint32_t alpha = pixel >> 24;
+  return mapChannels(pixel, [=](uint32_t value) { return (value * alpha + 127) / 255; });
+}
+
+uint32_t unpremultiplied(uint32_t pixel) {
+  const uint32_t alpha = pixel >> 24;
+  if (alpha == 0) return 0;
+  return mapChannels(pixel, [=](uint32_t value) { return (value * 255 + alpha / 2) / alpha; });
+}
+
+}  // namespace host
