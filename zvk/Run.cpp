@@ -44,18 +44,23 @@ class Runner {
       : host_(host), options_(options), plugin_(common.plugin), reader_(host, current_) {}
 
   void run() {
-    std::vector<CallText> calls;
-    for (const std::string& text : options_.calls) calls.push_back(parseCall(text));
-    for (const CallText& call : calls) check(call);
-    if (options_.output.empty() && givesPicture(calls.back())) {
-      throw InputError(calls.back().name + " gives a picture; -o must name a file for it");
+    for (const std::string& text : options_.calls) steps_.push_back(resolved(parseCall(text)));
+    if (options_.output.empty() && givesPicture(steps_.back())) {
+      throw InputError(steps_.back().call.name + " gives a picture; -o must name a file for it");
     }
     loadInput();
-    for (const CallText& call : calls) apply(call);
+    for (const Step& step : steps_) apply(step);
     if (!options_.output.empty()) save();
   }
 
  private:
+  /// A call with the one thing that it stands for: a class or a method.
+  struct Step {
+    CallText call;
+    const host::ClassInfo* info = nullptr;
+    const Method* method = nullptr;
+  };
+
   // --- Input and output ---
 
   void loadInput() {
@@ -85,59 +90,31 @@ class Runner {
     return nullptr;
   }
 
-  std::vector<const Method*> candidates(const CallText& call) const {
-    std::vector<const Method*> found;
-    std::vector<std::string> names;
-    for (const Method& method : plugin_.methods()) {
-      if (method.kind == Method::Kind::kClass) continue;
-      names.emplace_back(method.name());
-      if (host::standsFor(call.name, method.name())) found.push_back(&method);
-    }
-    if (!found.empty()) return found;
-    for (const auto* definition : host_.registrations.classes) names.push_back(definition->name);
-    throw InputError("there is no method " + call.name +
-                     host::suggestion(host::similarNames(call.name, std::move(names))));
-  }
-
-  static int byReferenceCount(const Method& method) {
-    int count = 0;
-    for (int i = 0; i < method.declaration.parameterCount; ++i) {
-      count += method.declaration.parameters[i].byReference;
-    }
-    return count;
-  }
-
-  static bool takes(const Method& method, size_t count) {
-    const auto most = static_cast<size_t>(method.declaration.parameterCount);
-    const auto least = static_cast<size_t>(method.requiredArguments());
-    return (count >= least && count <= most) ||
-           count == most - static_cast<size_t>(byReferenceCount(method));
-  }
-
   // A method of Picture may also be written with the current picture as its first argument.
   static bool namesSelf(const Method& method, const CallText& call) {
     return method.kind == Method::Kind::kPicture && !call.arguments.empty() &&
-           call.arguments[0].value == "_" && takes(method, call.arguments.size() - 1) &&
+           call.arguments[0].value == "_" && method.parametersFor(call.arguments.size() - 1) &&
            (method.declaration.parameterCount == 0 ||
             method.declaration.parameters[0].type != Type::kPicture);
   }
 
   const Method& choose(const CallText& call) const {
-    std::string declarations;
-    for (const Method* method : candidates(call)) {
-      if (namesSelf(*method, call) || takes(*method, call.arguments.size())) return *method;
-      if (!declarations.empty()) declarations += " and ";
-      declarations += method->text();
-    }
-    throw InputError(call.name + " does not take " + std::to_string(call.arguments.size()) +
-                     " argument(s); it is declared as " + declarations);
+    host::Names classes;
+    for (const auto* definition : host_.registrations.classes) classes.push_back(definition->name);
+    const auto callable = [](const Method& method) { return method.kind != Method::Kind::kClass; };
+    const size_t count = call.arguments.size();
+    return host::Plugin::choose(plugin_.overloads(call.name, callable, std::move(classes)),
+                                call.name, count, [&](const Method& method) {
+                                  return namesSelf(method, call) ||
+                                         method.parametersFor(count).has_value();
+                                });
   }
 
-  void check(const CallText& call) const {
+  Step resolved(CallText call) const {
     if (const host::ClassInfo* info = findClass(call)) {
       for (const Argument& argument : call.arguments) declaredSetting(*info, argument);
       if (call.assigned) throw InputError(call.name + " is a class; nothing can be assigned to it");
-      return;
+      return {.call = std::move(call), .info = info};
     }
     const Method& method = choose(call);
     if (call.assigned && !method.assignable()) {
@@ -149,41 +126,32 @@ class Runner {
                          " takes its arguments in order, not by name");
       }
     }
+    if (namesSelf(method, call)) call.arguments.erase(call.arguments.begin());
+    return {.call = std::move(call), .method = &method};
   }
 
-  bool givesPicture(const CallText& call) const {
-    return findClass(call) || (choose(call).declaration.result == Type::kPicture && !call.assigned);
+  static bool givesPicture(const Step& step) {
+    return step.info || (step.method->declaration.result == Type::kPicture && !step.call.assigned);
   }
 
   // --- Methods ---
 
-  void apply(const CallText& call) {
-    if (const host::ClassInfo* info = findClass(call)) {
-      applyClass(*info, call);
+  void apply(const Step& step) {
+    if (step.info) {
+      applyClass(*step.info, step.call);
     } else {
-      applyMethod(choose(call), call);
+      applyMethod(*step.method, step.call);
     }
   }
 
   std::vector<Value> readArguments(const Method& method, const CallText& call) const {
-    const grammar::Declaration& declaration = method.declaration;
-    std::vector<Argument> texts = call.arguments;
-    if (namesSelf(method, call)) texts.erase(texts.begin());
-    const bool variablesLeftOut =
-        texts.size() < static_cast<size_t>(declaration.parameterCount) &&
-        texts.size() == static_cast<size_t>(declaration.parameterCount - byReferenceCount(method));
+    const std::vector<int> places = method.parametersFor(call.arguments.size()).value();
     std::vector<Value> arguments;
-    auto text = texts.begin();
-    for (int i = 0; i < declaration.parameterCount; ++i) {
-      const grammar::Parameter& parameter = declaration.parameters[i];
-      if (parameter.byReference && variablesLeftOut) {
-        arguments.emplace_back();
-      } else if (text != texts.end()) {
-        arguments.push_back(
-            reader_.read(parameter.type, text->value,
-                         std::string(parameter.name) + " of " + std::string(method.text())));
-        ++text;
-      }
+    for (size_t i = 0; i < places.size(); ++i) {
+      const grammar::Parameter& parameter = method.declaration.parameters[places[i]];
+      arguments.push_back(
+          reader_.read(parameter.type, call.arguments[i].value,
+                       std::string(parameter.name) + " of " + std::string(method.text())));
     }
     return arguments;
   }
@@ -317,6 +285,7 @@ class Runner {
   host::Host& host_;
   const RunOptions& options_;
   host::Plugin plugin_;
+  std::vector<Step> steps_;
   Current current_;
   ArgumentReader reader_;
   bool inputIsBytes_ = false;

@@ -57,15 +57,16 @@ Value defaultFor(const grammar::Parameter& parameter) {
 }  // namespace
 
 Call::Call(const Method& method, const Value& self, std::vector<Value> arguments)
-    : method_(method), self_(self), arguments_(std::move(arguments)) {
+    : method_(method), self_(self) {
+  const auto places = method.parametersFor(arguments.size());
+  if (!places) throw CallError("wrong number of arguments for " + std::string(method.text()));
   const grammar::Declaration& declaration = method.declaration;
-  const auto most = static_cast<size_t>(declaration.parameterCount);
-  if (arguments_.size() > most ||
-      arguments_.size() < static_cast<size_t>(method.requiredArguments())) {
-    throw CallError("wrong number of arguments for " + std::string(method.text()));
+  for (int i = 0; i < declaration.parameterCount; ++i) {
+    const grammar::Parameter& parameter = declaration.parameters[i];
+    arguments_.push_back(parameter.byReference ? Value() : defaultFor(parameter));
   }
-  for (size_t i = arguments_.size(); i < most; ++i) {
-    arguments_.push_back(defaultFor(declaration.parameters[i]));
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    arguments_[static_cast<size_t>((*places)[i])] = std::move(arguments[i]);
   }
 }
 

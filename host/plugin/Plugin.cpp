@@ -56,10 +56,19 @@ std::string mangledName(std::string_view name) {
   return result;
 }
 
-int Method::requiredArguments() const {
-  int required = declaration.parameterCount;
+std::optional<std::vector<int>> Method::parametersFor(size_t arguments) const {
+  const auto count = static_cast<size_t>(declaration.parameterCount);
+  size_t required = count;
   while (required > 0 && declaration.parameters[required - 1].defaultValue) --required;
-  return required;
+  std::vector<int> all, withoutVariables;
+  for (int i = 0; i < declaration.parameterCount; ++i) {
+    all.push_back(i);
+    if (!declaration.parameters[i].byReference) withoutVariables.push_back(i);
+  }
+  if (arguments == withoutVariables.size()) return withoutVariables;
+  if (arguments < required || arguments > count) return std::nullopt;
+  all.resize(arguments);
+  return all;
 }
 
 // --- Loading ------------------------------------------------------------------------------------
@@ -138,38 +147,42 @@ InstanceRef Plugin::newInstance(std::string_view className) const {
 
 // --- Choosing a method --------------------------------------------------------------------------
 
-std::vector<const Method*> Plugin::candidates(const Value& self, std::string_view name) const {
-  const InstanceRef instance = self.instance();
-  const auto kind = instance         ? Method::Kind::kClass
-                    : self.picture() ? Method::Kind::kPicture
-                                     : Method::Kind::kGlobal;
-  std::vector<const Method*> found;
-  std::vector<std::string> names;
+Overloads Plugin::overloads(std::string_view name, const Condition& callable, Names others) const {
+  Overloads found;
   for (const Method& method : methods_) {
-    const bool callable = method.kind == kind &&
-                          (!instance || equalIgnoringCase(method.className, instance->className()));
-    if (!callable) continue;
-    names.emplace_back(method.name());
-    if (equalIgnoringCase(method.name(), name)) found.push_back(&method);
+    if (!callable(method)) continue;
+    others.emplace_back(method.name());
+    if (standsFor(name, method.name())) found.push_back(&method);
   }
   if (found.empty()) {
     throw CallError("there is no method " + std::string(name) +
-                    suggestion(similarNames(name, std::move(names))));
+                    suggestion(similarNames(name, std::move(others))));
   }
   return found;
 }
 
-const Method& Plugin::choose(const Value& self, std::string_view name, size_t arguments) const {
-  std::vector<std::string> declarations;
-  for (const Method* method : candidates(self, name)) {
-    const auto most = static_cast<size_t>(method->declaration.parameterCount);
-    if (arguments <= most && arguments >= static_cast<size_t>(method->requiredArguments())) {
-      return *method;
-    }
+const Method& Plugin::choose(const Overloads& overloads, std::string_view name, size_t arguments,
+                             const Condition& fits) {
+  Names declarations;
+  for (const Method* method : overloads) {
+    if (fits(*method)) return *method;
     declarations.emplace_back(method->text());
   }
   throw CallError(std::string(name) + " does not take " + std::to_string(arguments) +
                   " argument(s); it is declared as " + join(declarations, " and "));
+}
+
+const Method& Plugin::choose(const Value& self, std::string_view name, size_t arguments) const {
+  const InstanceRef instance = self.instance();
+  const auto kind = instance         ? Method::Kind::kClass
+                    : self.picture() ? Method::Kind::kPicture
+                                     : Method::Kind::kGlobal;
+  const auto callable = [&](const Method& method) {
+    return method.kind == kind &&
+           (!instance || equalIgnoringCase(method.className, instance->className()));
+  };
+  return choose(overloads(name, callable), name, arguments,
+                [&](const Method& method) { return method.parametersFor(arguments).has_value(); });
 }
 
 // --- Calling ------------------------------------------------------------------------------------

@@ -1,7 +1,9 @@
 // Loading a plug-in, and calling what it declares by name.
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -9,6 +11,7 @@
 
 #include "frame/DeclarationGrammar.h"
 #include "host/Host.h"
+#include "host/plugin/Names.h"
 
 namespace host {
 
@@ -43,8 +46,14 @@ struct Method {
   std::string_view name() const { return declaration.name; }
   std::string_view text() const { return definition->declaration; }
   bool assignable() const { return definition->setter != nullptr; }
-  int requiredArguments() const;
+  /// The indices of the parameters that so many arguments are for, in order: of all, of all but
+  /// some at the end that have defaults, or of all but the variables. Nothing when so many do not
+  /// fit.
+  std::optional<std::vector<int>> parametersFor(size_t arguments) const;
 };
+
+/// Methods of one name.
+using Overloads = std::vector<const Method*>;
 
 struct ByReferenceResult {
   std::string_view name;
@@ -87,16 +96,21 @@ class Plugin {
   /// Declarations that do not follow the grammar, and other faults of the registration.
   const std::vector<std::string>& faults() const { return faults_; }
 
-  /// Methods of this name that can be called on `self` (nothing: global ones; a picture; an
-  /// instance). Throws CallError, with the nearest names, when there is none.
-  std::vector<const Method*> candidates(const Value& self, std::string_view name) const;
-  /// The one candidate that takes so many arguments. Throws CallError with the declarations.
+  using Condition = std::function<bool(const Method&)>;
+  /// The callable methods that `name` stands for (see standsFor). Throws CallError, with similar
+  /// names of callable methods and of `others`, when there is none.
+  Overloads overloads(std::string_view name, const Condition& callable, Names others = {}) const;
+  /// The first that fits a call with so many arguments. Throws CallError with the declarations.
+  static const Method& choose(const Overloads& overloads, std::string_view name, size_t arguments,
+                              const Condition& fits);
+  /// The method that a call on `self` means (nothing: global ones; a picture; an instance), by name
+  /// and number of arguments. Throws CallError.
   const Method& choose(const Value& self, std::string_view name, size_t arguments) const;
 
   /// Calls a method. Missing arguments take the declared defaults; an argument that does not fit
-  /// its parameter throws CallError. `byref` parameters start with the value given, which may be
-  /// nothing (0 or nil). An exception that the plug-in raises is thrown as ExceptionRaised, after
-  /// its result was released.
+  /// its parameter throws CallError. `byref` parameters start with the value given; where it is
+  /// nothing or left out, with 0 or nil. An exception that the plug-in raises is thrown as
+  /// ExceptionRaised, after its result was released.
   CallResult invoke(const Method& method, const Value& self, std::vector<Value> arguments) const;
   /// Assigns to an assignable method.
   void assign(const Method& method, const Value& self, std::vector<Value> arguments,
