@@ -81,6 +81,8 @@ Host& Host::current() {
 
 // --- Objects ------------------------------------------------------------------------------------
 
+Object* Host::object(const void* handle) { return Object::behind(handle); }
+
 PictureRef Host::newPicture(int width, int height, const PictureOptions& options) {
   return PictureRef(Picture::create(*this, width, height, options));
 }
@@ -231,6 +233,21 @@ void Host::failFrom(std::string_view name, int n) {
 void Host::restore(std::string_view name) {
   ServiceState& counts = state(name);
   counts.withheldFrom = counts.failingFrom = counts.failingUntil = 0;
+}
+
+std::vector<std::string_view> Host::serviceNames() {
+  std::vector<std::string_view> names;
+  for (const auto& [name, service] : servicesByName()) names.push_back(name);
+  return names;
+}
+
+void* Host::resolve(const char* entryName) {
+  const auto found = servicesByName().find(entryName);
+  if (found == servicesByName().end()) {
+    ++current().unknownResolutions[entryName];
+    return nullptr;
+  }
+  return offer(*found->second);
 }
 
 std::vector<std::string> Host::callTexts() const {

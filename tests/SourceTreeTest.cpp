@@ -26,7 +26,7 @@ const Rule kRules[] = {
     {"src/operations/", {"operations/", "pixels/", "picture/", "frame/"}},
     {"src/filters/", {"filters/", "pixels/", "picture/", "frame/"}},
     {"src/plugin/", {"plugin/", "operations/", "filters/", "frame/"}},
-    {"host/", {"host/", "frame/Abi.h", "frame/DeclarationGrammar.h"}},
+    {"host/", {"host/", "frame/Abi.h", "frame/DeclarationGrammar.h", "frame/FixedString.h"}},
     {"zvk/", {"zvk/", "host/", "frame/Abi.h", "frame/DeclarationGrammar.h"}},
 };
 

@@ -33,7 +33,7 @@ Object::Object(Host& host, std::string_view kind, size_t recordSize)
 
 Object::~Object() { free(tagOf(handle_)); }
 
-Object* Host::object(const void* handle) {
+Object* Object::behind(const void* handle) {
   if (handle == nullptr) return nullptr;
   const Tag* tag = tagOf(handle);
   return tag->magic == kMagic ? tag->object : nullptr;

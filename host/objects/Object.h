@@ -29,6 +29,8 @@ class Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object();
 
+  /// The object behind a handle, also when it was released; null for nil and for what is no handle.
+  static Object* behind(const void* handle);
   /// What plug-ins hold: the address of the object's record, whose layout Abi.h gives.
   void* handle() const { return handle_; }
   /// Stable name for logs and messages, such as "picture#3".

@@ -2,12 +2,12 @@
 // an implementation. In between, calls are counted, logged, and made to fail on request.
 #pragma once
 
-#include <algorithm>
 #include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
+#include "frame/FixedString.h"
 #include "host/Host.h"
 
 namespace host {
@@ -21,12 +21,6 @@ struct Service {
 
 /// Every service and every method of a host object; the latter have no entry in the resolver.
 std::span<Service* const> allServices();
-
-template <size_t n>
-struct ServiceName {
-  char text[n];
-  constexpr ServiceName(const char (&name)[n]) { std::copy_n(name, n, text); }
-};
 
 std::string describeHandle(const void* handle);
 std::string describeText(const char* text);
@@ -64,10 +58,10 @@ struct NeverFails {};
 
 /// The service `name`, implemented by a function (Host&, arguments...). When a call is to fail,
 /// `failure` runs instead, if it is a function, and the result is 0, null or false.
-template <ServiceName name, auto implementation, auto failure = NoFailure{}>
+template <FixedString name, auto implementation, auto failure = NoFailure{}>
 struct ServiceEntry;
 
-template <ServiceName name, typename R, typename... A, R (*implementation)(Host&, A...),
+template <FixedString name, typename R, typename... A, R (*implementation)(Host&, A...),
           auto failure>
 struct ServiceEntry<name, implementation, failure> {
   static R entry(A... arguments) {
@@ -98,7 +92,7 @@ struct ServiceEntry<name, implementation, failure> {
                                 !std::is_same_v<decltype(failure), const NeverFails>};
 };
 
-template <ServiceName name, auto implementation, auto failure = NoFailure{}>
+template <FixedString name, auto implementation, auto failure = NoFailure{}>
 constexpr Service* service() {
   return &ServiceEntry<name, implementation, failure>::service;
 }

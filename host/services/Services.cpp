@@ -1,15 +1,20 @@
 #include "host/services/Services.h"
 
+#include <array>
 #include <vector>
 
 namespace host {
 
 namespace {
 
+auto resolvableServices() {
+  return std::array{runtimeServices(), objectServices(),   propertyServices(), stringServices(),
+                    pictureServices(), graphicsServices(), dataServices()};
+}
+
 std::vector<Service*> collectServices() {
   std::vector<Service*> all;
-  for (auto services : {runtimeServices(), objectServices(), propertyServices(), stringServices(),
-                        pictureServices(), graphicsServices(), dataServices()}) {
+  for (auto services : resolvableServices()) {
     all.insert(all.end(), services.begin(), services.end());
   }
   for (auto methods : {pictureMethods(), graphicsMethods(), blockMethods(), folderItemMethods(),
@@ -22,46 +27,29 @@ std::vector<Service*> collectServices() {
 
 std::map<std::string_view, Service*> indexResolvable() {
   std::map<std::string_view, Service*> index;
-  for (auto services : {runtimeServices(), objectServices(), propertyServices(), stringServices(),
-                        pictureServices(), graphicsServices(), dataServices()}) {
+  for (auto services : resolvableServices()) {
     for (Service* service : services) index[service->name] = service;
   }
   return index;
 }
 
-const std::map<std::string_view, Service*>& resolvableServices() {
+}  // namespace
+
+const std::map<std::string_view, Service*>& servicesByName() {
   static const std::map<std::string_view, Service*> index = indexResolvable();
   return index;
 }
-
-// Counts the look-up; null when the service is withheld.
-void* offer(const Service& service) {
-  ServiceState& state = Host::current().state(service.index);
-  const int resolution = ++state.resolutions;
-  const bool withheld = state.withheldFrom != 0 && resolution >= state.withheldFrom;
-  return withheld ? nullptr : service.entry;
-}
-
-}  // namespace
 
 std::span<Service* const> allServices() {
   static const std::vector<Service*> all = collectServices();
   return all;
 }
 
-std::vector<std::string_view> Host::serviceNames() {
-  std::vector<std::string_view> names;
-  for (const auto& [name, service] : resolvableServices()) names.push_back(name);
-  return names;
-}
-
-void* Host::resolve(const char* entryName) {
-  const auto found = resolvableServices().find(entryName);
-  if (found == resolvableServices().end()) {
-    ++current().unknownResolutions[entryName];
-    return nullptr;
-  }
-  return offer(*found->second);
+void* offer(const Service& service) {
+  ServiceState& state = Host::current().state(service.index);
+  const int resolution = ++state.resolutions;
+  const bool withheld = state.withheldFrom != 0 && resolution >= state.withheldFrom;
+  return withheld ? nullptr : service.entry;
 }
 
 void* findMethod(std::span<const ObjectMethod> methods, std::string_view declaration) {

@@ -1,6 +1,7 @@
 // The services by topic, and the methods of host objects.
 #pragma once
 
+#include <map>
 #include <span>
 #include <string_view>
 
@@ -15,6 +16,12 @@ std::span<Service* const> stringServices();
 std::span<Service* const> pictureServices();
 std::span<Service* const> graphicsServices();
 std::span<Service* const> dataServices();  ///< memory blocks, arrays, variants
+
+/// The services that the resolver knows.
+const std::map<std::string_view, Service*>& servicesByName();
+
+/// Counts a look-up of the service in the current host; its address, or null when it is withheld.
+void* offer(const Service& service);
 
 /// A method that host-language objects have. Its service can be withheld and made to fail.
 struct ObjectMethod {

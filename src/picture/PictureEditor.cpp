@@ -286,11 +286,3 @@ int32_t GetBytesPerPixel(PictureEditor& e) noexcept { return layoutOf(e).bytesPe
 int32_t GetRedOffset(PictureEditor& e) noexcept { return layoutOf(e).red; }
 int32_t GetGreenOffset(PictureEditor& e) noexcept { return layoutOf(e).green; }
 int32_t GetBlueOffset(PictureEditor& e) noexcept { return layoutOf(e).blue; }
-
-HostBoolean REALLockPictureDescriptionX(REALpictureStruct* picture,
-                                        REALpictureDescription* description,
-                                        HostLong kind) noexcept {
-  const HostBoolean locked = REALLockPictureDescription(picture, description, kind);
-  if (!locked) REALUnlockPictureDescriptionAfterFailure(picture);
-  return locked;
-}

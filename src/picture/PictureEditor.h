@@ -87,12 +87,6 @@ ZVK_EXPORT int32_t GetRedOffset(PictureEditor& e) noexcept;
 ZVK_EXPORT int32_t GetGreenOffset(PictureEditor& e) noexcept;
 ZVK_EXPORT int32_t GetBlueOffset(PictureEditor& e) noexcept;
 
-/// Locks a picture description of this kind. Hosts before version 2012.0 keep the lock when they
-/// refuse; it is given back here.
-ZVK_EXPORT HostBoolean REALLockPictureDescriptionX(REALpictureStruct* picture,
-                                                   REALpictureDescription* description,
-                                                   HostLong kind) noexcept;
-
 /// First byte of row y, which must be one of the picture's rows.
 inline uint8_t* rowAddress(const PictureEditor& e, int32_t y) noexcept {
   if (e.pixelFormat == kPixelFormatHostBuffer) return e.rowTable[y];

@@ -6,7 +6,6 @@
 #include "frame/HostCall.h"
 #include "frame/HostServices.h"
 #include "frame/HostState.h"
-#include "picture/PictureEditor.h"
 
 namespace {
 
@@ -200,4 +199,12 @@ int32_t GetPictureLockCount(REALpictureStruct* picture) noexcept {
 
 void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* picture) noexcept {
   if (rbversion < kCleanLockVersion) REALUnlockPictureDescription(picture);
+}
+
+HostBoolean REALLockPictureDescriptionX(REALpictureStruct* picture,
+                                        REALpictureDescription* description,
+                                        HostLong kind) noexcept {
+  const HostBoolean locked = REALLockPictureDescription(picture, description, kind);
+  if (!locked) REALUnlockPictureDescriptionAfterFailure(picture);
+  return locked;
 }

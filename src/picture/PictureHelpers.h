@@ -50,6 +50,12 @@ ZVK_EXPORT int32_t GetPictureLockCount(REALpictureStruct* picture) noexcept;
 /// Gives back the lock that hosts before version 2012.0 keep after a refused description.
 ZVK_EXPORT void REALUnlockPictureDescriptionAfterFailure(REALpictureStruct* picture) noexcept;
 
+/// Locks a picture description of this kind. Hosts before version 2012.0 keep the lock when they
+/// refuse; it is given back here.
+ZVK_EXPORT HostBoolean REALLockPictureDescriptionX(REALpictureStruct* picture,
+                                                   REALpictureDescription* description,
+                                                   HostLong kind) noexcept;
+
 /// A picture's separate mask picture over the life of a scope; without picture when there is none.
 class SeparateMask {
  public:
