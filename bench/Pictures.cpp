@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 
 namespace bench {
 

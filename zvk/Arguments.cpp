@@ -6,7 +6,7 @@
 
 #include "CallText.h"
 #include "Tool.h"
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 
 namespace zvk {
 
@@ -121,9 +121,9 @@ Value ArgumentReader::read(Type type, std::string_view text, const std::string& 
 }
 
 host::PictureRef ArgumentReader::loadPicture(const std::string& path) const {
-  host::PictureOptions options = host_.settings.newPictures;
-  options.alpha = options.storage == host::Storage::kCairo;
-  return host::loadPicture(host_, path, options);
+  host::PictureOptions layout = host_.settings.newPictures;
+  layout.alpha = layout.storage != host::Storage::kDrawable;
+  return host::loadPicture(host_, path, layout);
 }
 
 host::BlockRef ArgumentReader::blockOf(std::string_view bytes) const {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "Tool.h"
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 
 namespace zvk {
 

@@ -7,7 +7,7 @@
 #include "CubeFile.h"
 #include "Report.h"
 #include "Tool.h"
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 #include "host/plugin/Names.h"
 #include "host/plugin/Plugin.h"
 
@@ -47,10 +47,10 @@ class Runner {
 
   void loadInput() {
     current_.origin = options_.input;
-    if (host::isPictureFile(options_.input)) {
+    current_.bytes = host::readFile(options_.input);
+    if (host::isPicture(current_.bytes)) {
       current_.picture = reader_.loadPicture(options_.input);
     } else {
-      current_.bytes = host::readFile(options_.input);
       inputIsBytes_ = true;
     }
   }

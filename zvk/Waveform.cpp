@@ -13,7 +13,7 @@
 
 #include "Arguments.h"
 #include "Tool.h"
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 #include "host/plugin/Plugin.h"
 
 namespace zvk {

@@ -4,7 +4,12 @@
 #include <gdk/gdkx.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <thread>
+
+#include "host/files/Library.h"
 
 namespace host {
 
@@ -155,24 +160,46 @@ class RecordStorage final : public PixelStorage {
 
 // --- Drawables ----------------------------------------------------------------------------------
 
+struct GdkLibrary {
+  Library library{"libgdk-x11-2.0.so.0"};
+  ZVK_FUNCTION(g_object_unref);
+  ZVK_FUNCTION(gdk_cairo_create);
+  ZVK_FUNCTION(gdk_colormap_new);
+  ZVK_FUNCTION(gdk_drawable_set_colormap);
+  ZVK_FUNCTION(gdk_error_trap_pop);
+  ZVK_FUNCTION(gdk_error_trap_push);
+  ZVK_FUNCTION(gdk_flush);
+  ZVK_FUNCTION(gdk_init_check);
+  ZVK_FUNCTION(gdk_pixbuf_get_from_drawable);
+  ZVK_FUNCTION(gdk_pixbuf_get_pixels);
+  ZVK_FUNCTION(gdk_pixbuf_get_rowstride);
+  ZVK_FUNCTION(gdk_pixmap_new);
+  ZVK_FUNCTION(gdk_visual_get_best_with_depth);
+};
+
+const GdkLibrary& gdk() {
+  static const GdkLibrary functions;
+  return functions;
+}
+
 class DrawableStorage final : public PixelStorage {
  public:
   DrawableStorage(int width, int height, const PictureOptions& options)
       : PixelStorage(width, height, options) {
-    GdkVisual* visual = gdk_visual_get_best_with_depth(kDrawableDepth);
+    GdkVisual* visual = gdk().gdk_visual_get_best_with_depth(kDrawableDepth);
     if (visual == nullptr) return;
-    gdk_error_trap_push();
-    pixmap_ = gdk_pixmap_new(nullptr, width, height, kDrawableDepth);
-    gdk_flush();
-    if (gdk_error_trap_pop() != 0 || pixmap_ == nullptr) return;
-    GdkColormap* colormap = gdk_colormap_new(visual, FALSE);
-    gdk_drawable_set_colormap(pixmap_, colormap);
-    g_object_unref(colormap);
+    gdk().gdk_error_trap_push();
+    pixmap_ = gdk().gdk_pixmap_new(nullptr, width, height, kDrawableDepth);
+    gdk().gdk_flush();
+    if (gdk().gdk_error_trap_pop() != 0 || pixmap_ == nullptr) return;
+    GdkColormap* colormap = gdk().gdk_colormap_new(visual, FALSE);
+    gdk().gdk_drawable_set_colormap(pixmap_, colormap);
+    gdk().g_object_unref(colormap);
     paint([](cairo_t* context, void*) { cairo_paint(context); }, nullptr);
     complete_ = true;
   }
   ~DrawableStorage() override {
-    if (pixmap_) g_object_unref(pixmap_);
+    if (pixmap_) gdk().g_object_unref(pixmap_);
   }
 
   bool complete() const { return complete_; }
@@ -180,17 +207,17 @@ class DrawableStorage final : public PixelStorage {
   void* dataHandle() override { return pixmap_; }
 
   void read(uint32_t* words) override {
-    GdkPixbuf* copy =
-        gdk_pixbuf_get_from_drawable(nullptr, pixmap_, nullptr, 0, 0, 0, 0, width(), height());
-    const guchar* pixels = gdk_pixbuf_get_pixels(copy);
-    const int stride = gdk_pixbuf_get_rowstride(copy);
+    GdkPixbuf* copy = gdk().gdk_pixbuf_get_from_drawable(nullptr, pixmap_, nullptr, 0, 0, 0, 0,
+                                                         width(), height());
+    const guchar* pixels = gdk().gdk_pixbuf_get_pixels(copy);
+    const int stride = gdk().gdk_pixbuf_get_rowstride(copy);
     for (int y = 0; y < height(); ++y) {
       const guchar* p = pixels + static_cast<size_t>(y) * stride;
       for (int x = 0; x < width(); ++x, p += 3) {
         *words++ = uint32_t{p[0]} << 16 | uint32_t{p[1]} << 8 | p[2];
       }
     }
-    g_object_unref(copy);
+    gdk().g_object_unref(copy);
   }
 
   void write(const uint32_t* words) override {
@@ -217,7 +244,7 @@ class DrawableStorage final : public PixelStorage {
 
  private:
   void paint(void (*painter)(cairo_t*, void*), void* argument) {
-    cairo_t* context = gdk_cairo_create(pixmap_);
+    cairo_t* context = gdk().gdk_cairo_create(pixmap_);
     painter(context, argument);
     cairo_destroy(context);
   }
@@ -250,10 +277,36 @@ std::unique_ptr<PixelStorage> PixelStorage::create(int width, int height,
   return nullptr;
 }
 
-bool displayAvailable() {
-  static const bool available =
-      gdk_init_check(nullptr, nullptr) && gdk_visual_get_best_with_depth(kDrawableDepth) != nullptr;
-  return available;
+namespace {
+
+/// A server that starts anew whenever its last client leaves refuses the next one meanwhile.
+bool connectPatiently() {
+  constexpr auto kPause = std::chrono::milliseconds(100);
+  constexpr int kAttempts = 15;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (gdk().gdk_init_check(nullptr, nullptr)) return true;
+    std::this_thread::sleep_for(kPause);
+  }
+  return false;
+}
+
+std::string findDisplayProblem() {
+  const char* name = getenv("DISPLAY");
+  if (name == nullptr || *name == '\0') return "DISPLAY is not set";
+  try {
+    if (!connectPatiently()) return std::string("no X server answers at DISPLAY ") + name;
+    if (gdk().gdk_visual_get_best_with_depth(kDrawableDepth) != nullptr) return "";
+    return std::string("the X server at DISPLAY ") + name + " has no colours of 24 bits";
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
+}  // namespace
+
+const std::string& displayProblem() {
+  static const std::string problem = findDisplayProblem();
+  return problem;
 }
 
 uint32_t canonicalPixel(uint32_t word, const PictureOptions& options) {

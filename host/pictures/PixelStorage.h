@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -76,8 +77,10 @@ class PixelStorage {
   PictureOptions options_;
 };
 
-/// Whether an X display can be used, which drawables need. Opens it at the first call.
-bool displayAvailable();
+/// Why drawables cannot be had, which need an X display; empty when they can. Opens the display at
+/// the first call.
+const std::string& displayProblem();
+inline bool displayAvailable() { return displayProblem().empty(); }
 
 /// The canonical colour 0xAARRGGBB of a word: without alpha channel opaque, in a record the 7-bit
 /// alpha widened to 8 bits (0 stays 0, 127 becomes 255).

@@ -3,7 +3,7 @@
 
 #include "Cubes.h"
 #include "filters/FilterSupport.h"
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 #include "zvk/CubeFile.h"
 #include "zvk/Tool.h"
 

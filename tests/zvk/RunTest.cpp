@@ -129,6 +129,11 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
   host::writeFile("notes.txt", "no picture\n");
   host::writeFile("empty", "");
   host::writeFile("half.png", picture.substr(0, picture.size() / 2));
+  for (const char* whole : {"whole.jpg", "whole.bmp"}) {
+    save(whole, kWidth, kHeight, source_);
+    const std::string bytes = host::readFile(whole);
+    host::writeFile(std::string("half") + (whole + 5), bytes.substr(0, bytes.size() - 300));
+  }
   done("run in.png 'PicturetoBinaryStringZVK(_)' -o whole.ppic");
   host::writeFile("half.ppic", host::readFile("whole.ppic").substr(0, 1000));
   save("small.png", kWidth, kHeight - 1, randomPixels(kWidth, kHeight - 1, 2));
@@ -142,7 +147,9 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run gone.png InvertZVK -o out.png", 2, "gone.png"},
       {"run . InvertZVK -o out.png", 2, "directory"},
       {"run notes.txt InvertZVK -o out.png", 2, "notes.txt is not a picture"},
-      {"run half.png InvertZVK -o out.png", 2, "half.png"},
+      {"run half.png InvertZVK -o out.png", 2, "half.png: damaged: the file ends too early"},
+      {"run half.jpg InvertZVK -o out.png", 2, "half.jpg: damaged: Premature end"},
+      {"run half.bmp InvertZVK -o out.png", 2, "half.bmp: damaged: the file ends too early"},
       {"run in.png InvertZVKK -o out.png", 2, "InvertZVK"},
       {"run in.png Contrast -o out.png", 2, "nearest are ChangeContrastZVK"},
       {"run in.png sepia -o out.png", 2, "the nearest is PictureSepiaZVK"},

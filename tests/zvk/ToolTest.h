@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "Support.h"
-#include "host/pictures/PictureFile.h"
+#include "host/files/PictureFile.h"
 
 namespace test {
 
