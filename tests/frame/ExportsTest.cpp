@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -32,7 +33,7 @@ constexpr int kMachine = EM_X86_64;
 /// The dynamic section and symbols of a shared library.
 struct Library {
   int machine = 0;
-  Names exported, imported, needed;
+  Names exported, imported, needed, versions;
 
   explicit Library(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -44,6 +45,7 @@ struct Library {
       const auto strings = sectionAt(header, static_cast<int>(section.sh_link));
       if (section.sh_type == SHT_DYNSYM) readSymbols(section, strings);
       if (section.sh_type == SHT_DYNAMIC) readDynamic(section, strings);
+      if (section.sh_type == SHT_GNU_verneed) readVersions(section, strings);
     }
   }
 
@@ -71,6 +73,20 @@ struct Library {
     for (size_t i = 0; i < section.sh_size / sizeof(Dynamic); ++i) {
       const auto entry = at<Dynamic>(section.sh_offset + i * sizeof(Dynamic));
       if (entry.d_tag == DT_NEEDED) needed.insert(text(strings, entry.d_un.d_val));
+    }
+  }
+  // The records have one layout in both widths.
+  void readVersions(const Section& section, const Section& strings) {
+    size_t place = section.sh_offset;
+    for (uint32_t library = 0; library < section.sh_info; ++library) {
+      const auto need = at<Elf32_Verneed>(place);
+      size_t entry = place + need.vn_aux;
+      for (int i = 0; i < need.vn_cnt; ++i) {
+        const auto version = at<Elf32_Vernaux>(entry);
+        versions.insert(text(strings, version.vna_name));
+        entry += version.vna_next;
+      }
+      place += need.vn_next;
     }
   }
 
@@ -102,12 +118,18 @@ TEST(Exports, AreExactlyTheListedNames) {
   EXPECT_THAT(difference(expected, library.exported), testing::IsEmpty()) << "not exported";
 }
 
-TEST(Exports, NothingIsNeededButTheCLibrary) {
+TEST(Exports, NothingIsNeededButACLibraryOf2012) {
 #if defined(ZVK_SANITIZED)
   GTEST_SKIP() << "sanitizers need libraries of their own";
 #endif
   const Library library(ZVK_PLUGIN_FILE);
-  EXPECT_THAT(library.needed, testing::ElementsAre("libc.so.6"));
+  EXPECT_THAT(library.needed, testing::ElementsAre("libc.so.6", "libdl.so.2"));
+  for (const std::string& version : library.versions) {
+    int minor = 0;
+    EXPECT_EQ(sscanf(version.c_str(), "GLIBC_2.%d", &minor), 1) << version;
+    EXPECT_LE(minor, 17) << version;
+  }
+  EXPECT_THAT(library.versions, testing::Not(testing::IsEmpty()));
   // Nothing that prints (but the debug helper's), ends the process or throws.
   EXPECT_THAT(difference(library.imported, lines("/imports.txt")), testing::IsEmpty());
 }
