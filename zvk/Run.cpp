@@ -5,6 +5,7 @@
 #include "Arguments.h"
 #include "CallText.h"
 #include "CubeFile.h"
+#include "Reference.h"
 #include "Report.h"
 #include "Tool.h"
 #include "host/files/PictureFile.h"
@@ -126,14 +127,25 @@ class Runner {
     }
   }
 
+  /// Reads a value; a message about one that does not fit ends with what the reference says.
+  Value readParameter(Type type, std::string_view text, const std::string& place,
+                      const std::string& explanation) const {
+    try {
+      return reader_.read(type, text, place);
+    } catch (const InputError& error) {
+      throw InputError(error.what() + (explanation.empty() ? "" : "; " + explanation));
+    }
+  }
+
   std::vector<Value> readArguments(const Method& method, const CallText& call) const {
     const std::vector<int> places = method.parametersFor(call.arguments.size()).value();
     std::vector<Value> arguments;
     for (size_t i = 0; i < places.size(); ++i) {
       const grammar::Parameter& parameter = method.declaration.parameters[places[i]];
       arguments.push_back(
-          reader_.read(parameter.type, call.arguments[i].value,
-                       std::string(parameter.name) + " of " + std::string(method.text())));
+          readParameter(parameter.type, call.arguments[i].value,
+                        std::string(parameter.name) + " of " + std::string(method.text()),
+                        parameterLine(method.text(), parameter.name)));
     }
     return arguments;
   }
@@ -251,7 +263,8 @@ class Runner {
       if (equalIgnoringCase(known.name, property.type)) type = known.type;
     }
     const std::string place = std::string(property.name) + " as " + property.type;
-    instance.setProperty(property.name, reader_.read(type, argument.value, place));
+    const std::string explanation = parameterLine(instance.className(), property.name);
+    instance.setProperty(property.name, readParameter(type, argument.value, place, explanation));
   }
 
   void assignTable(const host::InstanceRef& instance, const Method& table,

@@ -33,6 +33,17 @@ struct CommonOptions {
   host::Storage storage = host::Storage::kCairo;
 };
 
+struct ListOptions {
+  std::string pattern;  ///< part of a name, a declaration, a family or a first sentence
+  bool json = false;
+  bool verbose = false;  ///< flags and record sizes too
+};
+
+struct HelpOptions {
+  std::vector<std::string> words;  ///< methods and classes
+  bool json = false;
+};
+
 struct RunOptions {
   std::string input;
   std::vector<std::string> calls;
@@ -57,7 +68,8 @@ bool reportAccounts(const host::Host& host);
 
 /// The sub-commands. Each returns the exit status or throws InputError, CallFailed or one of the
 /// host's exceptions.
-int list(const CommonOptions& common);
+int list(const CommonOptions& common, const ListOptions& options);
+int help(const HelpOptions& options);
 int run(const CommonOptions& common, const RunOptions& options);
 int waveform(const CommonOptions& common, const WaveformOptions& options);
 

@@ -38,6 +38,18 @@ constexpr const char* kCallHelp =
     "byref arguments may be left out; what they give is printed, as is every result that is not a "
     "picture.";
 
+int printText(const std::string& text) {
+  fputs(text.c_str(), stdout);
+  return zvk::kDone;
+}
+
+void addListOptions(CLI::App& sub, zvk::ListOptions& options) {
+  sub.add_option("PATTERN", options.pattern,
+                 "only what has it in its declaration, family or description");
+  sub.add_flag("--json", options.json, "prints an array of objects");
+  sub.add_flag("--verbose", options.verbose, "also declarations, flags and record sizes");
+}
+
 void addWaveformOptions(CLI::App& sub, zvk::WaveformOptions& options) {
   constexpr int kLargestSide = 32767;
   const CLI::Range side(1, kLargestSide);
@@ -71,6 +83,8 @@ void addWaveformOptions(CLI::App& sub, zvk::WaveformOptions& options) {
 int main(int argc, char** argv) {
   using namespace zvk;
   CommonOptions common;
+  ListOptions listOptions;
+  HelpOptions helpOptions;
   RunOptions runOptions;
   WaveformOptions waveformOptions;
   std::function<int()> command;
@@ -85,7 +99,28 @@ int main(int argc, char** argv) {
 
   CLI::App* listing = app.add_subcommand("list", "shows everything that the plug-in declares");
   addCommon(listing);
-  listing->callback([&] { command = [&] { return list(common); }; });
+  addListOptions(*listing, listOptions);
+  listing->callback([&] { command = [&] { return list(common, listOptions); }; });
+
+  CLI::App* helping =
+      app.add_subcommand("help", "explains a method, a class or a command, with examples");
+  helping->add_option("NAME", helpOptions.words,
+                      "methods or classes, such as Tint, or a command of zvk");
+  helping->add_flag("--json", helpOptions.json, "prints an array of objects");
+  helping->callback([&] {
+    command = [&] {
+      // Asked for its help, a command line gives that of the command that it runs.
+      const auto helpOf = [](const CLI::App* about, const char* caller) {
+        return about->get_formatter()->make_help(about, caller, CLI::AppFormatMode::Normal);
+      };
+      if (helpOptions.words.empty()) return printText(helpOf(&app, ""));
+      for (const CLI::App* about : app.get_subcommands({})) {
+        const bool meant = about->check_name(helpOptions.words.front());
+        if (meant) return printText(helpOf(about, "zvk"));
+      }
+      return help(helpOptions);
+    };
+  });
 
   CLI::App* running = app.add_subcommand("run", "applies calls to a picture, one after another");
   addCommon(running);
