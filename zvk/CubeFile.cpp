@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "Tool.h"
-#include "host/files/PictureFile.h"
 
 namespace zvk {
 
@@ -36,11 +35,10 @@ bool parse(std::string_view word, Number& number) {
 /// Reads a file line by line.
 class CubeReader {
  public:
-  explicit CubeReader(const std::string& path) : path_(path) {}
+  CubeReader(const std::string& text, const std::string& path) : text_(text), path_(path) {}
 
   Cube read() {
-    const std::string text = host::readFile(path_);
-    std::string_view rest = text;
+    std::string_view rest = text_;
     if (rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);  // a byte order mark
     while (!rest.empty()) {
       const size_t end = std::min(rest.find('\n'), rest.size());
@@ -141,13 +139,16 @@ class CubeReader {
     return numbers;
   }
 
+  const std::string& text_;
   const std::string& path_;
   int line_ = 0;
   int domainLine_ = 0;  ///< where a bound was given last
   Cube cube_;
 };
 
-Cube Cube::read(const std::string& path) { return CubeReader(path).read(); }
+Cube Cube::parse(const std::string& text, const std::string& name) {
+  return CubeReader(text, name).read();
+}
 
 const Triple& Cube::point(const std::array<int, 3>& index) const {
   const int position = (index[2] * size_ + index[1]) * size_ + index[0];

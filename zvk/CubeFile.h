@@ -21,9 +21,9 @@ class Cube {
  public:
   static constexpr int kSmallest = 2, kLargest = 129;  ///< grid points per axis
 
-  /// Reads a file. Throws InputError, with line number and what was expected there, when it is
-  /// malformed, and host::FileError when it cannot be read.
-  static Cube read(const std::string& path);
+  /// Reads a file's text; `name` is for messages. Throws InputError, with line number and what was
+  /// expected there, when it is malformed.
+  static Cube parse(const std::string& text, const std::string& name);
 
   [[nodiscard]] int size() const { return size_; }
   /// The output for an input colour; channels go from 0 to 255 on both sides. Between grid points

@@ -8,8 +8,11 @@
 #include <numeric>
 #include <optional>
 
+#include "host/plugin/Names.h"
+
 namespace zvk {
 
+using host::Method;
 using host::Value;
 
 namespace {
@@ -41,7 +44,7 @@ std::string inWords(const Value& value) {
 constexpr int kColumns = 64, kRows = 6, kSteps = 8;
 constexpr const char* kBars[kSteps + 1] = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 
-void printChart(std::string_view name, const Histogram& histogram) {
+void printChart(FILE* to, const std::string& name, const Histogram& histogram) {
   constexpr int kPerColumn = kCounters / kColumns;
   std::array<uint64_t, kColumns> columns{};
   for (int i = 0; i < kCounters; ++i) columns[i / kPerColumn] += histogram[i];
@@ -51,8 +54,8 @@ void printChart(std::string_view name, const Histogram& histogram) {
   const uint64_t highest = std::max<uint64_t>(
       std::min(*std::max_element(columns.begin(), columns.end()), 4 * sum / kColumns), 1);
   const auto peak = std::max_element(histogram.begin(), histogram.end());
-  printf("%.*s: sum %llu, peak %u at %d\n", static_cast<int>(name.size()), name.data(),
-         static_cast<unsigned long long>(sum), *peak, static_cast<int>(peak - histogram.begin()));
+  fprintf(to, "%s: sum %llu, peak %u at %d\n", name.c_str(), static_cast<unsigned long long>(sum),
+          *peak, static_cast<int>(peak - histogram.begin()));
   for (int row = kRows - 1; row >= 0; --row) {
     std::string line = "  │";
     for (const uint64_t count : columns) {
@@ -62,18 +65,9 @@ void printChart(std::string_view name, const Histogram& histogram) {
       const bool cut = row == kRows - 1 && count > highest;
       line += cut ? "▲" : kBars[std::clamp(height - row * kSteps, 0, kSteps)];
     }
-    printf("%s│\n", line.c_str());
+    fprintf(to, "%s│\n", line.c_str());
   }
-  printf("   0%*s\n", kColumns - 1, "255");
-}
-
-void printNamed(const host::ByReferenceResult& result) {
-  if (const auto histogram = histogramOf(result.value)) {
-    printChart(result.name, *histogram);
-  } else {
-    printf("%.*s: %s\n", static_cast<int>(result.name.size()), result.name.data(),
-           inWords(result.value).c_str());
-  }
+  fprintf(to, "   0%*s\n", kColumns - 1, "255");
 }
 
 // --- JSON ---------------------------------------------------------------------------------------
@@ -87,29 +81,61 @@ nlohmann::json toJson(const Value& value) {
   return inWords(value);
 }
 
-bool isScalar(const Value& value) { return !value.isObject() && !value.isString(); }
+// --- Words --------------------------------------------------------------------------------------
+
+/// What a method's result is called: "colorness", but some names say what is done.
+std::string resultName(const Method& method) {
+  constexpr struct {
+    std::string_view method, result;
+  } kNames[] = {{"FindPicture", "found"},
+                {"CountColorZVK", "count"},
+                {"HasMaskZVK", "mask"},
+                {"isWhiteZVK", "white"},
+                {"isBlackZVK", "black"}};
+  for (const auto& known : kNames) {
+    if (grammar::equalIgnoringCase(known.method, method.name())) return std::string(known.result);
+  }
+  std::string name(host::withoutSuffix(method.name()));
+  name[0] = grammar::lowerCase(name[0]);
+  return name;
+}
+
+using Named = std::pair<std::string, Value>;
+
+std::vector<Named> namedValues(const host::CallResult& result) {
+  std::vector<Named> values;
+  if (!result.value.isNothing() && !result.value.picture()) {
+    values.emplace_back(resultName(*result.method), result.value);
+  }
+  for (const auto& variable : result.byReference) {
+    values.emplace_back(std::string(variable.name), variable.value);
+  }
+  return values;
+}
 
 }  // namespace
 
-void printResult(const host::CallResult& result) {
-  const bool onOneLine = !result.value.isNothing() &&
-                         std::all_of(result.byReference.begin(), result.byReference.end(),
-                                     [](const auto& variable) { return isScalar(variable.value); });
-  const bool printsValue = !result.value.isNothing() && !result.value.picture();
-  std::string line = printsValue ? inWords(result.value) : "";
-  if (onOneLine) {
-    for (const auto& variable : result.byReference) {
-      if (!line.empty()) line += ' ';
-      line += inWords(variable.value);
+void printResult(FILE* to, const host::CallResult& result, const std::string& label, bool several) {
+  const std::string start = label.empty() ? "" : label + ": ";
+  const std::string method(result.method->name());
+  std::string line;
+  for (const auto& [name, value] : namedValues(result)) {
+    if (const auto histogram = histogramOf(value)) {
+      printChart(to, start + name, *histogram);
+    } else if (several || !label.empty()) {
+      line += (line.empty() ? "" : ", ") + name + " " + inWords(value);
+    } else {
+      fprintf(to, "%s %s\n", name.c_str(), inWords(value).c_str());
     }
   }
-  if (!line.empty()) printf("%s\n", line.c_str());
-  if (onOneLine) return;
-  for (const auto& variable : result.byReference) printNamed(variable);
+  if (line.empty()) return;
+  fprintf(to, "%s%s%s\n", start.c_str(), several ? (method + ": ").c_str() : "", line.c_str());
 }
 
-void printJson(const host::CallResult& result) {
-  nlohmann::ordered_json object;
+void printJson(FILE* to, const host::CallResult& result, const std::string& label) {
+  using nlohmann::ordered_json;
+  ordered_json object;
+  if (!label.empty()) object["file"] = label;
   object["method"] = std::string(result.method->name());
   if (!result.value.isNothing()) {
     object["result"] = result.value.picture() ? "picture" : toJson(result.value);
@@ -117,8 +143,7 @@ void printJson(const host::CallResult& result) {
   for (const auto& variable : result.byReference) {
     object[std::string(variable.name)] = toJson(variable.value);
   }
-  using nlohmann::ordered_json;
-  printf("%s\n", object.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
+  fprintf(to, "%s\n", object.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
 }
 
 }  // namespace zvk

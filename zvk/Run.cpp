@@ -1,20 +1,17 @@
 // zvk run: applies calls to a picture, one after another.
-#include <algorithm>
 #include <cstdio>
+#include <new>
 
 #include "Arguments.h"
-#include "CallText.h"
-#include "CubeFile.h"
-#include "Reference.h"
+#include "Needs.h"
+#include "Plan.h"
+#include "Preview.h"
 #include "Report.h"
+#include "Speech.h"
 #include "Tool.h"
-#include "host/files/PictureFile.h"
-#include "host/plugin/Names.h"
-#include "host/plugin/Plugin.h"
 
 namespace zvk {
 
-using grammar::equalIgnoringCase;
 using grammar::Type;
 using host::Method;
 using host::Value;
@@ -24,284 +21,241 @@ namespace {
 class Runner {
  public:
   Runner(host::Host& host, const CommonOptions& common, const RunOptions& options)
-      : host_(host), options_(options), plugin_(common.plugin), reader_(host, current_) {}
+      : host_(host),
+        options_(options),
+        plugin_(common.plugin),
+        reader_(host, options.files),
+        steps_(planned(plugin_, reader_, options.calls)) {}
 
   void run() {
-    for (const std::string& text : options_.calls) steps_.push_back(resolved(parseCall(text)));
-    if (options_.output.empty() && givesPicture(steps_.back())) {
-      throw InputError(steps_.back().call.name + " gives a picture; -o must name a file for it");
-    }
+    checkOutput();
     loadInput();
-    for (const Step& step : steps_) apply(step);
+    for (const Step& step : steps_) {
+      const Stage stage(step.name);
+      step.info ? applyClass(step) : applyMethod(step);
+    }
     if (!options_.output.empty()) save();
+    if (options_.preview && current_.picture) preview(*current_.picture);
+  }
+
+  /// As far as that can be known without the input.
+  void checkOutput() const {
+    const std::string& path = options_.output;
+    if (!options_.files.background.empty()) colorOf(options_.files.background, "--background");
+    if (path.empty()) {
+      if (!steps_.back().givesPicture() || options_.preview) return;
+      throw InputError(steps_.back().name +
+                       " gives a picture; -o FILE saves it, --preview shows it");
+    }
+    if (steps_.back().givesPicture()) host::formatFor(path, options_.files.format);
+    host::requireWritable(path);
   }
 
  private:
-  /// A call with the one thing that it stands for: a class or a method.
-  struct Step {
-    CallText call;
-    const host::ClassInfo* info = nullptr;
-    const Method* method = nullptr;
-  };
-
   // --- Input and output ---
 
   void loadInput() {
-    current_.origin = options_.input;
-    current_.bytes = host::readFile(options_.input);
-    if (host::isPicture(current_.bytes)) {
-      current_.picture = reader_.loadPicture(options_.input);
-    } else {
-      inputIsBytes_ = true;
+    const std::string name = host::inputName(options_.input);
+    const Stage stage("reading " + name);
+    const std::string bytes = reader_.bytesOf(options_.input);
+    const bool picture = host::isPicture(bytes);
+    requireKinds(steps_, picture, name);
+    current_ = {nullptr, picture ? "" : bytes, name};
+    if (!picture) return;
+    host::LoadedPicture loaded = reader_.loadPicture(bytes, options_.input, options_.files.alpha);
+    current_.picture = loaded.picture;
+    const std::string& mask = options_.files.mask;
+    if (!mask.empty()) {
+      host::PictureOptions layout = loaded.picture->options();
+      layout.alpha = false;
+      const host::LoadOptions options{.layout = layout, .damaged = options_.files.damaged};
+      current_.picture->setMask(
+          host::loadPicture(host_, reader_.bytesOf(mask), host::inputName(mask), options).picture);
+      requireMaskSize();
     }
+    current_.transparent = loaded.transparent && loaded.picture->hasAlpha();
+    extras_ = loaded.header.extras;
+  }
+
+  void requireMaskSize() const {
+    const host::Picture& picture = *current_.picture;
+    const host::Picture& mask = *current_.picture->mask(false);
+    if (mask.width() == picture.width() && mask.height() == picture.height()) return;
+    throw InputError("--mask: the mask must be as large as the picture, " +
+                     std::to_string(picture.width()) + " x " + std::to_string(picture.height()));
   }
 
   void save() const {
-    if (current_.picture) {
-      host::savePicture(*current_.picture, options_.output);
-    } else {
-      host::writeFile(options_.output, current_.bytes);
+    const std::string& path = options_.output;
+    const Stage stage("writing " + host::outputName(path));
+    if (!current_.picture) return host::writeFile(path, current_.bytes);
+    host::SaveOptions options{.format = options_.files.format,
+                              .quality = options_.files.quality,
+                              .compression = options_.files.compression,
+                              .extras = extras_};
+    const std::string& background = options_.files.background;
+    if (!background.empty()) options.background = colorOf(background, "--background").rgb;
+    const host::FileFormat& format = host::formatFor(path, options.format);
+    if (!format.alpha && background.empty() && host::isTransparent(*current_.picture)) {
+      note(host::outputName(path) + ": " + format.name +
+           " keeps no alpha; transparent parts are laid over white (--background)");
     }
-  }
-
-  // --- Finding what a call means ---
-
-  const host::ClassInfo* findClass(const CallText& call) const {
-    for (const auto* definition : host_.registrations.classes) {
-      if (host::standsFor(call.name, definition->name)) return host_.findClass(definition->name);
-    }
-    return nullptr;
-  }
-
-  // A method of Picture may also be written with the current picture as its first argument.
-  static bool namesSelf(const Method& method, const CallText& call) {
-    return method.kind == Method::Kind::kPicture && !call.arguments.empty() &&
-           call.arguments[0].value == "_" && method.parametersFor(call.arguments.size() - 1) &&
-           (method.declaration.parameterCount == 0 ||
-            method.declaration.parameters[0].type != Type::kPicture);
-  }
-
-  const Method& choose(const CallText& call) const {
-    host::Names classes;
-    for (const auto* definition : host_.registrations.classes) classes.push_back(definition->name);
-    const auto callable = [](const Method& method) { return method.kind != Method::Kind::kClass; };
-    const size_t count = call.arguments.size();
-    return host::Plugin::choose(plugin_.overloads(call.name, callable, std::move(classes)),
-                                call.name, count, [&](const Method& method) {
-                                  return namesSelf(method, call) ||
-                                         method.parametersFor(count).has_value();
-                                });
-  }
-
-  Step resolved(CallText call) const {
-    if (const host::ClassInfo* info = findClass(call)) {
-      for (const Argument& argument : call.arguments) declaredSetting(*info, argument);
-      if (call.assigned) throw InputError(call.name + " is a class; nothing can be assigned to it");
-      return {.call = std::move(call), .info = info};
-    }
-    const Method& method = choose(call);
-    if (call.assigned && !method.assignable()) {
-      throw InputError("nothing can be assigned to " + std::string(method.text()));
-    }
-    for (const Argument& argument : call.arguments) {
-      if (!argument.name.empty()) {
-        throw InputError(argument.name + "=" + argument.value + ": " + std::string(method.text()) +
-                         " takes its arguments in order, not by name");
-      }
-    }
-    if (namesSelf(method, call)) call.arguments.erase(call.arguments.begin());
-    return {.call = std::move(call), .method = &method};
-  }
-
-  static bool givesPicture(const Step& step) {
-    return step.info || (step.method->declaration.result == Type::kPicture && !step.call.assigned);
+    host::savePicture(*current_.picture, path, options);
   }
 
   // --- Methods ---
 
-  void apply(const Step& step) {
-    if (step.info) {
-      applyClass(*step.info, step.call);
-    } else {
-      applyMethod(*step.method, step.call);
-    }
+  Value valueOf(const Bound& bound) const {
+    return bound.value ? *bound.value : reader_.take(bound.type, current_, bound.place);
   }
 
-  /// Reads a value; a message about one that does not fit ends with what the reference says.
-  Value readParameter(Type type, std::string_view text, const std::string& place,
-                      const std::string& explanation) const {
-    try {
-      return reader_.read(type, text, place);
-    } catch (const InputError& error) {
-      throw InputError(error.what() + (explanation.empty() ? "" : "; " + explanation));
-    }
-  }
-
-  std::vector<Value> readArguments(const Method& method, const CallText& call) const {
-    const std::vector<int> places = method.parametersFor(call.arguments.size()).value();
-    std::vector<Value> arguments;
-    for (size_t i = 0; i < places.size(); ++i) {
-      const grammar::Parameter& parameter = method.declaration.parameters[places[i]];
-      arguments.push_back(
-          readParameter(parameter.type, call.arguments[i].value,
-                        std::string(parameter.name) + " of " + std::string(method.text()),
-                        parameterLine(method.text(), parameter.name)));
-    }
-    return arguments;
-  }
-
-  void applyMethod(const Method& method, const CallText& call) {
+  void applyMethod(const Step& step) {
+    const Method& method = *step.method;
     Value self;
     if (method.kind == Method::Kind::kPicture) {
-      self = reader_.read(Type::kPicture, "_", std::string(method.name()));
+      self = reader_.take(Type::kPicture, current_, step.name);
     }
-    std::vector<Value> arguments = readArguments(method, call);
+    std::vector<Value> arguments;
+    for (const Bound& argument : step.arguments) arguments.push_back(valueOf(argument));
+    const Given given{method, self.picture(), arguments, step.assigned.has_value()};
+    const std::string reason = whyWithoutEffect(given);
+    if (!reason.empty()) throw CallFailed(step.name + " changes nothing: " + reason);
+    if (const std::string remark = remarkOn(given); !remark.empty()) note(remark);
     try {
-      if (call.assigned) {
-        const Value value = reader_.read(method.declaration.result, *call.assigned,
-                                         "the value assigned to " + std::string(method.text()));
-        plugin_.assign(method, self, std::move(arguments), value);
+      if (step.assigned) {
+        const std::vector<uint32_t> before = host::visiblePixels(*current_.picture);
+        plugin_.assign(method, self, arguments, valueOf(*step.assigned));
+        keepColors(*current_.picture, before);
+        current_.transparent = host::isTransparent(*current_.picture);
       } else {
-        take(plugin_.invoke(method, self, std::move(arguments)));
+        const host::CallResult result = plugin_.invoke(method, self, arguments);
+        requireSuccess(result, given);
+        take(result, step);
       }
     } catch (const host::ExceptionRaised& exception) {
-      throw CallFailed(call.name + " raised " + exception.what());
+      throw CallFailed(step.name + " raised " + exception.what());
     }
   }
 
-  void take(const host::CallResult& result) {
-    const std::string name(result.method->name());
-    requireSuccess(result, name);
+  // An assigned mask changes the alpha bytes alone; cairo's colours are multiplied by them.
+  static void keepColors(host::Picture& picture, const std::vector<uint32_t>& before) {
+    if (picture.options().storage != host::Storage::kCairo) return;
+    std::vector<uint32_t> words = picture.words();
+    for (size_t i = 0; i < words.size(); ++i) {
+      words[i] = host::premultiplied((words[i] & 0xFF000000) | (before[i] & 0xFFFFFF));
+    }
+    picture.setWords(words);
+  }
+
+  void take(const host::CallResult& result, const Step& step) {
     const host::StringRef string = result.value.string();
     const host::BlockRef block = result.value.block();
-    if (result.value.picture()) {
-      current_ = {result.value.picture(), "", name + "'s result"};
+    if (const host::PictureRef picture = result.value.picture()) {
+      takePicture(picture, step.name);
     } else if (string) {
-      current_ = {nullptr, std::string(string->bytes()), name + "'s result"};
+      current_ = {nullptr, std::string(string->bytes()), step.name + "'s result"};
     } else if (block) {
       const auto bytes = block->bytes();
-      current_ = {nullptr, std::string(bytes.begin(), bytes.end()), name + "'s result"};
+      current_ = {nullptr, std::string(bytes.begin(), bytes.end()), step.name + "'s result"};
     }
+    // What goes to standard output stays alone there.
+    FILE* to = options_.output == host::kStandard ? stderr : stdout;
     const bool saved = (string || block) && !options_.output.empty();
     if (options_.json) {
-      printJson(result);
+      printJson(to, result, options_.label);
     } else if (!saved) {
-      printResult(result);
+      printResult(to, result, options_.label, countPrinting() > 1);
     }
+  }
+
+  /// How many calls give something to print.
+  size_t countPrinting() const {
+    size_t count = 0;
+    for (const Step& step : steps_) count += !step.givesPicture() && !step.assigned;
+    return count;
   }
 
   // Methods without a result tell a failure by a count below 0.
-  void requireSuccess(const host::CallResult& result, const std::string& name) const {
+  static void requireSuccess(const host::CallResult& result, const Given& given) {
     const bool nil = result.value.isNil();
     const bool negative = result.value.isNothing() && !result.byReference.empty() &&
                           result.byReference.back().value.isInteger() &&
                           result.byReference.back().value.integer() < 0;
-    if (!nil && !negative) return;
-    const bool readsBytes = !current_.picture && inputIsBytes_;
-    throw CallFailed(name + " failed" + (nil ? ": it gave nil" : "") +
-                     (readsBytes ? " (" + current_.origin + " is not what it reads)" : ""));
+    if (nil || negative) {
+      throw CallFailed(std::string(given.method.name()) + " failed: " + whyFailed(given));
+    }
+  }
+
+  void takePicture(const host::PictureRef& picture, const std::string& by) {
+    if (current_.picture && current_.picture != picture && current_.picture->mask(false)) {
+      note(by + " gives a picture without the separate mask of its source");
+    }
+    bool transparent = false;
+    if (current_.transparent) {
+      makeOpaqueWhereUnset(*picture);
+      transparent = host::isTransparent(*picture);
+      // A mask is opaque by nature.
+      if (!transparent && by != "EmbeddedMaskZVK") {
+        note(by + " gives an opaque picture; the transparency of " + current_.origin + " is gone");
+      }
+    }
+    current_ = {picture, "", by + "'s result", transparent};
+  }
+
+  // The plug-in leaves the alpha of results in records 0, which reads as fully transparent.
+  static void makeOpaqueWhereUnset(host::Picture& picture) {
+    if (!picture.hasAlpha() || picture.options().storage != host::Storage::kRecord) return;
+    std::vector<uint32_t> words = picture.words();
+    for (const uint32_t word : words) {
+      if (word >> 24 != 0) return;
+    }
+    for (uint32_t& word : words) word |= 0x7F000000;
+    picture.setWords(words);
   }
 
   // --- Classes ---
 
-  /// What NAME=VALUE sets: a property, or a colour table by a method that is assigned to for each
-  /// entry.
-  struct Setting {
-    const REALpropertyDefinition* property = nullptr;
-    const Method* table = nullptr;
-  };
-
-  Setting declaredSetting(const host::ClassInfo& info, const Argument& argument) const {
-    const REALclassDefinition& definition = *info.definition;
-    std::string names;
-    for (int i = 0; i < definition.propertyCount; ++i) {
-      if (equalIgnoringCase(definition.properties[i].name, argument.name)) {
-        return {.property = &definition.properties[i]};
-      }
-      names += std::string(i == 0 ? "" : ", ") + definition.properties[i].name;
-    }
-    for (const Method& method : plugin_.methods()) {
-      if (method.kind != Method::Kind::kClass || method.className != info.name) continue;
-      if (!method.assignable()) continue;
-      if (equalIgnoringCase(method.name(), argument.name)) return {.table = &method};
-      names += ", " + std::string(method.name());
-    }
-    if (argument.name.empty()) {
-      throw InputError(info.name + " takes NAME=VALUE, not " + argument.value +
-                       "; its properties are " + names);
-    }
-    throw InputError(info.name + " has no property " + argument.name + "; it has " + names);
-  }
-
-  void applyClass(const host::ClassInfo& info, const CallText& call) {
-    const Value source = reader_.read(Type::kPicture, "_", info.name);
+  void applyClass(const Step& step) {
+    const Value source = reader_.take(Type::kPicture, current_, step.name);
     try {
-      const host::InstanceRef instance = plugin_.newInstance(info.name);
+      const host::InstanceRef instance = plugin_.newInstance(step.name);
       instance->setProperty("SourcePicture", source);
-      for (const Argument& argument : call.arguments) {
-        const Setting setting = declaredSetting(info, argument);
+      for (const Setting& setting : step.settings) {
         if (setting.table) {
-          assignTable(instance, *setting.table, argument);
+          assignCube(plugin_, instance, *setting.table, *setting.cube);
         } else {
-          setProperty(*instance, *setting.property, argument);
+          instance->setProperty(setting.property->name, valueOf(setting.value));
         }
       }
       const bool done = plugin_.call(instance, "Run").boolean();
       const host::PictureRef result = instance->property("DestinationPicture").picture();
       plugin_.call(instance, "Close");
-      if (!done || !result) throw CallFailed(info.name + " failed: Run gave false");
-      current_ = {result, "", info.name + "'s result"};
+      if (!done || !result) {
+        throw CallFailed(step.name + " failed: Run gave false; memory may be short");
+      }
+      takePicture(result, step.name);
     } catch (const host::ExceptionRaised& exception) {
-      throw CallFailed(info.name + " raised " + exception.what());
+      throw CallFailed(step.name + " raised " + exception.what());
     }
-  }
-
-  void setProperty(host::Instance& instance, const REALpropertyDefinition& property,
-                   const Argument& argument) const {
-    Type type = Type::kNothing;
-    for (const grammar::TypeName& known : grammar::kTypeNames) {
-      if (equalIgnoringCase(known.name, property.type)) type = known.type;
-    }
-    const std::string place = std::string(property.name) + " as " + property.type;
-    const std::string explanation = parameterLine(instance.className(), property.name);
-    instance.setProperty(property.name, readParameter(type, argument.value, place, explanation));
-  }
-
-  void assignTable(const host::InstanceRef& instance, const Method& table,
-                   const Argument& argument) const {
-    if (!argument.value.starts_with('@')) {
-      throw InputError(argument.value + " is not a .cube file (@FILE), as " +
-                       std::string(table.text()) + " needs");
-    }
-    const std::string path = unquoted(std::string_view(argument.value).substr(1));
-    assignCube(plugin_, instance, table, Cube::read(path));
   }
 
   host::Host& host_;
   const RunOptions& options_;
   host::Plugin plugin_;
+  ArgumentReader reader_;
   std::vector<Step> steps_;
   Current current_;
-  ArgumentReader reader_;
-  bool inputIsBytes_ = false;
+  host::PictureExtras extras_;  ///< of the input, for the output
 };
 
 }  // namespace
 
 int run(const CommonOptions& common, const RunOptions& options) {
-  host::Host host(hostSettings(common));
-  bool balanced = false;
-  {
-    Runner runner(host, common, options);
-    try {
-      runner.run();
-    } catch (...) {
-      reportAccounts(host);
-      throw;
-    }
-    balanced = reportAccounts(host);
-  }
-  return balanced ? kDone : kCallFailed;
+  return inHost(common, [&](host::Host& host) { Runner(host, common, options).run(); });
+}
+
+int check(const CommonOptions& common, const RunOptions& options) {
+  return inHost(common, [&](host::Host& host) { Runner(host, common, options).checkOutput(); });
 }
 
 }  // namespace zvk

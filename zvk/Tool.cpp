@@ -1,12 +1,14 @@
 #include "Tool.h"
 
 #include <cstdio>
+#include <new>
 
 namespace zvk {
 
 host::Settings hostSettings(const CommonOptions& options) {
   if (options.storage == host::Storage::kDrawable && !host::displayAvailable()) {
-    throw InputError("--storage drawable needs an X display of depth 24 (DISPLAY names none)");
+    throw InputError("--storage drawable: " + host::displayProblem() +
+                     "; xvfb-run -a zvk ... brings an X server of its own");
   }
   host::Settings settings = host::Settings::forStorage(options.storage);
   if (options.hostVersion) settings.version = options.hostVersion;
@@ -20,6 +22,23 @@ bool reportAccounts(const host::Host& host) {
     fprintf(stderr, "zvk: the host's accounts are not balanced: %s\n", problem.c_str());
   }
   return problems.empty();
+}
+
+int reportFailure() {
+  const auto report = [](const char* text, int status) {
+    fprintf(stderr, "zvk: %s\n", text);
+    return status;
+  };
+  try {
+    throw;
+  } catch (const CallFailed& error) {
+    return report(error.what(), kCallFailed);
+  } catch (const std::bad_alloc&) {
+    return report("out of memory; smaller pictures, or a 64-bit zvk, need less of what there is",
+                  kCallFailed);
+  } catch (const std::exception& error) {
+    return report(error.what(), kWrongInput);
+  }
 }
 
 }  // namespace zvk

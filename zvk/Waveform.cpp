@@ -1,6 +1,5 @@
 // zvk waveform: a picture of a recording.
 #include <sndfile.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,7 +11,10 @@
 #include <memory>
 
 #include "Arguments.h"
+#include "Preview.h"
+#include "Speech.h"
 #include "Tool.h"
+#include "host/files/Library.h"
 #include "host/files/PictureFile.h"
 #include "host/plugin/Plugin.h"
 
@@ -22,32 +24,19 @@ using host::Value;
 
 namespace {
 
-/// "42 %" on standard error while something takes long, if that is a terminal.
-class Progress {
- public:
-  explicit Progress(int64_t total) : total_(std::max<int64_t>(total, 1)) {}
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  ~Progress() {
-    if (shown_ >= 0) fputs("\r\033[K", stderr);
-  }
-
-  void update(int64_t done) {
-    const auto percent = static_cast<int>(done * 100 / total_);
-    if (!terminal_ || percent == shown_ || Clock::now() < visibleFrom_) return;
-    fprintf(stderr, "\rreading: %d %%", percent);
-    shown_ = percent;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  static constexpr auto kPatience = std::chrono::milliseconds(500);
-
-  int64_t total_;
-  bool terminal_ = isatty(STDERR_FILENO) != 0;
-  Clock::time_point visibleFrom_ = Clock::now() + kPatience;
-  int shown_ = -1;
+struct SoundLibrary {
+  host::Library library{"libsndfile.so.1"};
+  ZVK_FUNCTION(sf_open_virtual);
+  ZVK_FUNCTION(sf_readf_float);
+  ZVK_FUNCTION(sf_close);
+  ZVK_FUNCTION(sf_error);
+  ZVK_FUNCTION(sf_error_number);
 };
+
+const SoundLibrary& sound() {
+  static const SoundLibrary functions;
+  return functions;
+}
 
 /// Two samples as a record of the block holds them.
 struct Pair {
@@ -60,20 +49,67 @@ int8_t toSample(float value) {
   return static_cast<int8_t>(std::lrint(std::clamp(value, -1.0F, 1.0F) * kFullScale));
 }
 
+/// A file in memory, for the library to read.
+class Bytes {
+ public:
+  explicit Bytes(std::string bytes) : bytes_(std::move(bytes)) {}
+
+  SNDFILE* open(SF_INFO& info) {
+    SF_VIRTUAL_IO functions{};
+    functions.get_filelen = [](void* self) { return sf_count_t(of(self).bytes_.size()); };
+    functions.tell = [](void* self) { return of(self).position_; };
+    functions.seek = [](sf_count_t offset, int whence, void* self) {
+      Bytes& bytes = of(self);
+      const auto size = static_cast<sf_count_t>(bytes.bytes_.size());
+      const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? bytes.position_ : size;
+      bytes.position_ = std::clamp<sf_count_t>(base + offset, 0, size);
+      return bytes.position_;
+    };
+    functions.read = [](void* to, sf_count_t count, void* self) {
+      Bytes& bytes = of(self);
+      const auto left = static_cast<sf_count_t>(bytes.bytes_.size()) - bytes.position_;
+      const sf_count_t taken = std::clamp<sf_count_t>(count, 0, left);
+      memcpy(to, bytes.bytes_.data() + bytes.position_, static_cast<size_t>(taken));
+      bytes.position_ += taken;
+      return taken;
+    };
+    functions.write = [](const void*, sf_count_t, void*) { return sf_count_t{0}; };
+    return sound().sf_open_virtual(&functions, SFM_READ, &info, this);
+  }
+
+  /// Whether the file tells that it is longer than it is; the library shortens such silently.
+  bool isCut() const {
+    const std::string_view bytes = bytes_;
+    constexpr uint32_t kUnknown = 0x7FFFF000;  // written to a pipe, with no way back to the header
+    if (bytes.starts_with("RIFF") && bytes.size() >= 8) {
+      uint32_t rest = 0;
+      memcpy(&rest, bytes.data() + 4, sizeof rest);
+      return rest < kUnknown && rest > bytes.size() - 8;
+    }
+    // The last page of an Ogg stream is marked.
+    constexpr size_t kFlags = 5;
+    const size_t page = bytes.rfind("OggS");
+    const bool ogg = bytes.starts_with("OggS") && page + kFlags < bytes.size();
+    return ogg && (bytes[page + kFlags] & 4) == 0;
+  }
+
+ private:
+  static Bytes& of(void* self) { return *static_cast<Bytes*>(self); }
+
+  std::string bytes_;
+  sf_count_t position_ = 0;
+};
+
 class Recording {
  public:
-  explicit Recording(const std::string& path)
-      : path_(path), file_(sf_open(path.c_str(), SFM_READ, &info_), sf_close) {
-    if (file_ == nullptr) fail(sf_error(nullptr));
-    if (info_.frames < 1) throw InputError(path + " holds no sound");
-    // A recording that was written to a pipe does not tell its length.
-    if (info_.frames == SF_COUNT_MAX) {
-      const int64_t counted = read([](Pair) {});
-      info_ = {};
-      file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
-      if (file_ == nullptr) fail(sf_error(nullptr));
-      info_.frames = counted;
-    }
+  Recording(const std::string& path, bool damaged)
+      : name_(host::inputName(path)),
+        damaged_(damaged),
+        bytes_(host::readFile(path)),
+        file_(bytes_.open(info_), sound().sf_close) {
+    if (file_ == nullptr) fail(sound().sf_error(nullptr));
+    if (bytes_.isCut()) noteCut();
+    if (info_.frames < 1) throw InputError(name_ + " holds no sound");
   }
 
   int64_t frames() const { return info_.frames; }
@@ -85,32 +121,40 @@ class Recording {
     constexpr sf_count_t kChunk = 1 << 14;
     const auto channels = static_cast<size_t>(info_.channels);
     std::vector<float> chunk(kChunk * channels);
-    Progress progress(frames());
+    Stage stage("reading " + name_);
     int64_t done = 0;
     while (done < frames()) {
       const sf_count_t count =
-          sf_readf_float(file_.get(), chunk.data(), std::min(kChunk, frames() - done));
+          sound().sf_readf_float(file_.get(), chunk.data(), std::min(kChunk, frames() - done));
       if (count < 1) break;
       for (size_t at = 0; at < static_cast<size_t>(count) * channels; at += channels) {
         take(Pair{toSample(chunk[at]), toSample(chunk[at + (channels > 1 ? 1 : 0)])});
       }
-      progress.update(done += count);
+      done += count;
+      stage.progress(static_cast<double>(done) / static_cast<double>(frames()));
     }
-    if (sf_error(file_.get()) != SF_ERR_NO_ERROR) fail(sf_error(file_.get()));
-    if (done == 0) throw InputError(path_ + " holds no sound");
+    const int error = sound().sf_error(file_.get());
+    if (done == 0 && error != SF_ERR_NO_ERROR) fail(error);
+    if (done == 0) throw InputError(name_ + " holds no sound");
+    if (done < frames() || error != SF_ERR_NO_ERROR) noteCut();
     return done;
   }
 
  private:
-  [[noreturn]] void fail(int error) const {
-    if (error == SF_ERR_SYSTEM && errno != 0) {
-      throw InputError("cannot read " + path_ + ": " + strerror(errno));
-    }
-    throw InputError("cannot read " + path_ +
-                     " as a recording (WAV, FLAC and Ogg are possible): " + sf_error_number(error));
+  void noteCut() const {
+    const std::string text = name_ + ": damaged: the recording ends too early";
+    if (!damaged_) throw InputError(text + "; --damaged draws what is there");
+    note(text);
   }
 
-  const std::string& path_;
+  [[noreturn]] void fail(int error) const {
+    throw InputError(name_ + ": not a recording (" + sound().sf_error_number(error) +
+                     "); possible are WAV, FLAC, Ogg and what else libsndfile reads");
+  }
+
+  std::string name_;
+  bool damaged_;
+  Bytes bytes_;
   SF_INFO info_{};
   std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file_;
 };
@@ -168,9 +212,8 @@ Samples columnExtremes(host::Host& host, Recording& recording, int64_t columns) 
 }
 
 /// A colour as given, or as the method declares it when left out.
-Value colorOf(const ArgumentReader& reader, const grammar::Parameter& parameter,
-              const std::string& text, const char* option) {
-  if (!text.empty()) return reader.read(grammar::Type::kColor, text, option);
+Value colorFor(const grammar::Parameter& parameter, const std::string& text, const char* option) {
+  if (!text.empty()) return colorOf(text, option);
   return host::Color{static_cast<uint32_t>(parameter.defaultValue.value_or(0))};
 }
 
@@ -179,15 +222,20 @@ void draw(host::Host& host, const CommonOptions& common, const WaveformOptions& 
   constexpr size_t kParameters = 9;
   const host::Method& method = plugin.choose({}, "RenderSamplesZVK", kParameters);
   const auto& parameters = method.declaration.parameters;
-  const Current none;
-  const ArgumentReader reader(host, none);
   const Value colors[] = {
-      colorOf(reader, parameters[6], options.back, "--back"),
-      colorOf(reader, parameters[7], options.fore, "--fore"),
-      colorOf(reader, parameters[8], options.outlineColor, "--outline-color"),
+      colorFor(parameters[6], options.back, "--back"),
+      colorFor(parameters[7], options.fore, "--fore"),
+      colorFor(parameters[8], options.outlineColor, "--outline-color"),
   };
+  if (options.output.empty() && !options.preview) {
+    throw InputError("--output is required; -o FILE saves the picture, --preview shows it");
+  }
+  if (!options.output.empty()) {
+    host::formatFor(options.output, options.files.format);
+    host::requireWritable(options.output);
+  }
 
-  Recording recording(options.input);
+  Recording recording(options.input, options.files.damaged);
   const Samples samples =
       options.samples ? allPairs(host, recording) : columnExtremes(host, recording, options.width);
   const host::PictureRef picture =
@@ -196,21 +244,19 @@ void draw(host::Host& host, const CommonOptions& common, const WaveformOptions& 
                   {samples.block, static_cast<long long>(samples.count), options.smooth,
                    options.width, options.height, options.outline, colors[0], colors[1], colors[2]})
           .value;
-  if (!picture) throw CallFailed(std::string(method.name()) + " failed: it gave nil");
-  host::savePicture(*picture, options.output);
+  if (!picture) throw CallFailed(std::string(method.name()) + " failed: memory may be short");
+  const host::SaveOptions save{.format = options.files.format,
+                               .quality = options.files.quality,
+                               .compression = options.files.compression,
+                               .extras = {}};
+  if (!options.output.empty()) host::savePicture(*picture, options.output, save);
+  if (options.preview) preview(*picture);
 }
 
 }  // namespace
 
 int waveform(const CommonOptions& common, const WaveformOptions& options) {
-  host::Host host(hostSettings(common));
-  try {
-    draw(host, common, options);
-  } catch (...) {
-    reportAccounts(host);
-    throw;
-  }
-  return reportAccounts(host) ? kDone : kCallFailed;
+  return inHost(common, [&](host::Host& host) { draw(host, common, options); });
 }
 
 }  // namespace zvk

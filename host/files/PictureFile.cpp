@@ -329,6 +329,20 @@ void savePicture(Picture& picture, const std::string& path, const SaveOptions& o
   }
 }
 
+std::vector<uint32_t> visiblePixels(Picture& picture) {
+  SavedRows rows(picture, true, 0);
+  const auto width = static_cast<size_t>(picture.width());
+  std::vector<uint32_t> pixels;
+  pixels.reserve(width * static_cast<size_t>(picture.height()));
+  for (int y = 0; y < picture.height(); ++y) {
+    const uint32_t* row = rows.row(y);
+    for (size_t x = 0; x < width; ++x) {
+      pixels.push_back(rows.hasAlpha() ? row[x] : row[x] | 0xFF000000);
+    }
+  }
+  return pixels;
+}
+
 bool isTransparent(Picture& picture) {
   SavedRows rows(picture, true, 0);
   if (!rows.hasAlpha()) return false;

@@ -63,6 +63,9 @@ const FileFormat& formatFor(const std::string& path, const std::string& format);
 /// replaced as replaceFile does. Throws FileError.
 void savePicture(Picture& picture, const std::string& path, const SaveOptions& options = {});
 
+/// The words 0xAARRGGBB that saving as PNG would write.
+std::vector<uint32_t> visiblePixels(Picture& picture);
+
 /// Whether not all of a picture is opaque.
 bool isTransparent(Picture& picture);
 

@@ -41,8 +41,9 @@ class ToolTest : public testing::Test {
   /// The arguments as a shell takes them.
   Outcome run(const std::string& arguments) {
     const std::string output = folder_.string() + ".out", error = folder_.string() + ".err";
-    const int status = std::system((std::string(ZVK_TOOL_RUNNER " '" ZVK_TOOL_FILE "' ") +
-                                    arguments + " >" + output + " 2>" + error)
+    // Redirections among the arguments come later, and count.
+    const int status = std::system((std::string(ZVK_TOOL_RUNNER " '" ZVK_TOOL_FILE "' >") + output +
+                                    " 2>" + error + " " + arguments)
                                        .c_str());
     Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -status, host::readFile(output),
                     host::readFile(error)};

@@ -76,17 +76,21 @@ TEST_F(WaveformTest, DrawsInTheColoursAsked) {
 TEST_F(WaveformTest, RefusesWhatCannotBeDrawn) {
   saveRecording("good.wav", 1, {1, 2, 3});
   saveRecording("empty.wav", 1, {});
+  saveRecording("cut.wav", 1, std::vector<int>(100, 1));
+  host::writeFile("cut.wav", host::readFile("cut.wav").substr(0, 150));
   host::writeFile("notes.txt", "no recording\n");
   host::writeFile("out.png", "kept");
   expectRefusals({{"waveform", 2, "IN"},
                   {"waveform good.wav", 2, "--output"},
                   {"waveform gone.wav -o out.png", 2, "gone.wav: No such file"},
-                  {"waveform notes.txt -o out.png", 2, "WAV, FLAC and Ogg"},
+                  {"waveform notes.txt -o out.png", 2, "WAV, FLAC, Ogg"},
                   {"waveform empty.wav -o out.png", 2, "empty.wav holds no sound"},
                   {"waveform good.wav -o out.png --width 32768", 2, "32767"},
                   {"waveform good.wav -o out.png --height 0", 2, "--height"},
                   {"waveform good.wav -o out.png --outline -1", 2, "--outline"},
-                  {"waveform good.wav -o out.png --back red", 2, "&cRRGGBB"},
+                  {"waveform good.wav -o out.png --back reddish", 2, "&cRRGGBB"},
+                  {"waveform good.wav -o out.png --smooth 0", 2, "--smooth"},
+                  {"waveform cut.wav -o out.png", 2, "cut.wav: damaged"},
                   {"waveform good.wav -o gone/out.png", 2, "gone/out.png"}});
 }
 
