@@ -17,6 +17,7 @@ HOST = {
                     "int16value": (["integer"], "integer"), "doublevalue": (["integer"], "double"),
                     "uint32value": (["integer"], "integer"), "size": ([], "integer")},
     "string": {},
+    "nilobjectexception": {"message": ([], "string")},
     None: {"rgb": (["integer"] * 3, "color"), "str": (["double"], "string"),
            "min": (["double"] * 2, "double"), "max": (["double"] * 2, "double"),
            "round": (["double"], "integer"), "msgbox": (["string"], None)},
@@ -202,8 +203,11 @@ def check_line(text, members, variables, result):
                 raise Mistake(f"{bound} is not an integer")
             line.end()
         return
-    if not text or re.fullmatch(r"Else|End If|Next|Wend|End Function|End Sub|Return", text, re.I):
+    if not text or re.fullmatch(r"Else|End If|Next|Wend|Try|End Try|End Function|End Sub|Return", text, re.I):
         return
+    match = re.fullmatch(r"Catch (.*)", text, re.I)
+    if match:
+        return declare(variables, match[1], members)
     match = re.fullmatch(r"(If|ElseIf|Return|While) (.*?)(?: Then)?", text, re.I)
     if match:
         line = Line(match[2], members, variables)
