@@ -103,6 +103,7 @@ std::string marked(std::string_view text, std::string_view bold, std::string_vie
   return result;
 }
 
+constexpr std::string_view kCodeIndent = "    ";
 constexpr std::string_view kBold = "\033[1m", kNormal = "\033[0m";
 
 class Page {
@@ -125,7 +126,7 @@ class Page {
         break;
       case Block::Kind::kCode:
         separate(false);
-        addCode(block.text);
+        addCode(block);
         break;
       case Block::Kind::kTable:
         return;
@@ -167,14 +168,50 @@ class Page {
     text_ += line + '\n';
   }
 
-  void addCode(std::string_view code) {
+  void addCode(const Block& block) {
+    std::string_view code = block.text;
     while (!code.empty()) {
       const std::string_view line = code.substr(0, code.find('\n'));
-      text_ += line.empty() ? "" : "    ";
-      text_ += line;
-      text_ += '\n';
+      if (block.language == "sh") {
+        addCommand(line);
+      } else {
+        text_ += line.empty() ? "" : kCodeIndent;
+        text_ += line;
+        text_ += '\n';
+      }
       code.remove_prefix(std::min(line.size() + 1, code.size()));
     }
+  }
+
+  /// A command, continued on further lines where it is too long.
+  void addCommand(std::string_view line) {
+    std::string indent(kCodeIndent);
+    while (indent.size() + columns(line) > layout_.width) {
+      const size_t end = lastBlank(line, layout_.width - indent.size() - 2);
+      if (end == 0) break;
+      text_ += indent;
+      text_ += line.substr(0, end);
+      text_ += " \\\n";
+      line.remove_prefix(end + 1);
+      indent = std::string(2 * kCodeIndent.size(), ' ');
+    }
+    text_ += indent;
+    text_ += line;
+    text_ += '\n';
+  }
+
+  /// The last blank up to `most` at which a command can be continued on the next line, else the
+  /// first one; 0 where there is none.
+  static size_t lastBlank(std::string_view line, size_t most) {
+    size_t last = 0;
+    bool quoted = false;
+    for (size_t at = 0; at < line.size() && (at <= most || last == 0); ++at) {
+      quoted ^= line[at] == '\'';
+      // An option stays with its value.
+      const bool withinOption = line.substr(0, at).ends_with(" -o");
+      if (line[at] == ' ' && !quoted && !withinOption) last = at;
+    }
+    return last;
   }
 
   const Layout& layout_;
