@@ -285,13 +285,13 @@ void CommandLine::addCompletion() {
 
 int CommandLine::help(const HelpOptions& options) {
   // Asked for its help, a command line gives that of the command that it runs.
-  const auto print = [](const CLI::App& app, const char* caller) {
-    fputs(app.get_formatter()->make_help(&app, caller, CLI::AppFormatMode::Normal).c_str(), stdout);
+  const auto print = [](const CLI::App& app, const std::string& name) {
+    fputs(app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal).c_str(), stdout);
     return kDone;
   };
-  if (options.words.empty()) return print(app_, "");
+  if (options.words.empty()) return print(app_, app_.get_name());
   for (const CLI::App* sub : app_.get_subcommands({})) {
-    if (sub->check_name(options.words.front())) return print(*sub, "zvk");
+    if (sub->check_name(options.words.front())) return print(*sub, app_.get_name() + " " + sub->get_name());
   }
   return zvk::help(options);
 }
