@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <string_view>
+#include <tuple>
 
 #include "Tool.h"
 
@@ -46,8 +47,9 @@ class CubeReader {
       readLine(rest.substr(0, end));
       rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    if (cube_.size_ == 0) fail("LUT_3D_SIZE and rows of three numbers");
-    if (cube_.points_.size() < rows()) fail(rowsWanted());
+    if (shaper().size == 0 && grid().size == 0) fail("LUT_3D_SIZE or LUT_1D_SIZE, and rows");
+    if (!complete(shaper(), 1)) fail(rowsWanted(shaper(), 1));
+    if (!complete(grid(), 3)) fail(rowsWanted(grid(), 3));
     return std::move(cube_);
   }
 
@@ -57,13 +59,21 @@ class CubeReader {
     throw InputError(path_ + ":" + std::to_string(line) + ": expected " + expected);
   }
 
-  [[nodiscard]] size_t rows() const {
-    const auto size = static_cast<size_t>(cube_.size_);
-    return size * size * size;
+  Cube::Table& shaper() { return cube_.shaper_; }
+  Cube::Table& grid() { return cube_.grid_; }
+
+  static size_t rows(const Cube::Table& table, int dimensions) {
+    size_t rows = table.size > 0 ? 1 : 0;
+    for (int i = 0; i < dimensions; ++i) rows *= static_cast<size_t>(table.size);
+    return rows;
   }
-  [[nodiscard]] std::string rowsWanted() const {
-    return std::to_string(rows()) + " rows of three numbers for LUT_3D_SIZE " +
-           std::to_string(cube_.size_) + ", not " + std::to_string(cube_.points_.size());
+  static bool complete(const Cube::Table& table, int dimensions) {
+    return table.points.size() == rows(table, dimensions);
+  }
+  static std::string rowsWanted(const Cube::Table& table, int dimensions) {
+    return std::to_string(rows(table, dimensions)) + " rows of three numbers for LUT_" +
+           std::to_string(dimensions) + "D_SIZE " + std::to_string(table.size) + ", not " +
+           std::to_string(table.points.size());
   }
 
   void readLine(std::string_view line) {
@@ -72,61 +82,81 @@ class CubeReader {
     if (first.empty() || first.starts_with('#')) return;
     const bool keyword = std::isalpha(static_cast<unsigned char>(first[0])) != 0;
     if (!keyword) return readRow(line);
-    if (!cube_.points_.empty()) fail("a row of three numbers, not " + std::string(first));
+    if (rowsBegan_) fail("a row of three numbers, not " + std::string(first));
     readKeyword(first, words);
   }
 
   void readRow(std::string_view words) {
-    if (cube_.size_ == 0) fail("LUT_3D_SIZE before the first row");
-    if (cube_.points_.empty()) checkDomain();
-    if (cube_.points_.size() == rows()) fail("the end of the file after " + rowsWanted());
-    cube_.points_.push_back(readNumbers<3>(words, "a row of three numbers"));
+    if (!rowsBegan_) begin();
+    const int dimensions = complete(shaper(), 1) ? 3 : 1;
+    Cube::Table& table = dimensions == 1 ? shaper() : grid();
+    if (complete(table, dimensions)) {
+      const bool alone = grid().size == 0;
+      fail("the end of the file after " +
+           (alone ? rowsWanted(shaper(), 1) : rowsWanted(grid(), 3)));
+    }
+    table.points.push_back(readNumbers<3>(words, "a row of three numbers"));
   }
 
   void readKeyword(std::string_view keyword, std::string_view words) {
     if (keyword == "TITLE") return;
-    if (keyword == "LUT_3D_SIZE") return readSize(words);
+    if (keyword == "LUT_1D_SIZE") return readSize(shaper(), 65536, keyword, words);
+    if (keyword == "LUT_3D_SIZE") return readSize(grid(), 129, keyword, words);
     domainLine_ = line_;
-    if (keyword == "DOMAIN_MIN") {
-      cube_.low_ = readNumbers<3>(words, "three numbers behind DOMAIN_MIN");
-    } else if (keyword == "DOMAIN_MAX") {
-      cube_.high_ = readNumbers<3>(words, "three numbers behind DOMAIN_MAX");
-    } else if (keyword == "LUT_3D_INPUT_RANGE") {
-      const auto range = readNumbers<2>(words, "two numbers behind LUT_3D_INPUT_RANGE");
-      cube_.low_.fill(range[0]);
-      cube_.high_.fill(range[1]);
-    } else if (keyword.starts_with("LUT_1D_")) {
-      fail("a 3D table (LUT_3D_SIZE), not " + std::string(keyword));
+    if (keyword == "DOMAIN_MIN" || keyword == "DOMAIN_MAX") {
+      const auto bound =
+          readNumbers<3>(words, (keyword == "DOMAIN_MIN" ? "three numbers behind DOMAIN_MIN"
+                                                         : "three numbers behind DOMAIN_MAX"));
+      // Which table there is, only the size tells.
+      for (Cube::Table* table : {&shaper(), &grid()}) {
+        (keyword == "DOMAIN_MIN" ? table->low : table->high) = bound;
+      }
+      hasDomain_ = true;
+    } else if (keyword == "LUT_1D_INPUT_RANGE" || keyword == "LUT_3D_INPUT_RANGE") {
+      const auto range = readNumbers<2>(words, keyword == "LUT_1D_INPUT_RANGE"
+                                                   ? "two numbers behind LUT_1D_INPUT_RANGE"
+                                                   : "two numbers behind LUT_3D_INPUT_RANGE");
+      Cube::Table& table = keyword == "LUT_1D_INPUT_RANGE" ? shaper() : grid();
+      table.low.fill(range[0]);
+      table.high.fill(range[1]);
     } else {
       fail(
-          "TITLE, LUT_3D_SIZE, DOMAIN_MIN, DOMAIN_MAX, LUT_3D_INPUT_RANGE or a row of three "
-          "numbers, not " +
+          "TITLE, LUT_1D_SIZE, LUT_3D_SIZE, DOMAIN_MIN, DOMAIN_MAX, LUT_1D_INPUT_RANGE, "
+          "LUT_3D_INPUT_RANGE or a row of three numbers, not " +
           std::string(keyword));
     }
   }
 
-  // Only now: the bounds may come in any order.
-  void checkDomain() const {
+  // Only now: the keywords may come in any order.
+  void begin() {
+    rowsBegan_ = true;
+    if (shaper().size == 0 && grid().size == 0) {
+      fail("LUT_3D_SIZE or LUT_1D_SIZE before the first row");
+    }
+    if (shaper().size > 0 && grid().size > 0 && hasDomain_) {
+      fail(domainLine_, "LUT_1D_INPUT_RANGE and LUT_3D_INPUT_RANGE, where there are two tables");
+    }
     constexpr double kFar = 1e300;  // beyond it, positions in the grid overflow
-    for (size_t x = 0; x < 3; ++x) {
-      if (!(cube_.low_[x] < cube_.high_[x])) fail(domainLine_, "a maximum above the minimum");
-      if (cube_.low_[x] < -kFar || cube_.high_[x] > kFar) {
-        fail(domainLine_, "bounds from -1e300 to 1e300");
+    for (const Cube::Table* table : {&shaper(), &grid()}) {
+      for (size_t x = 0; x < 3; ++x) {
+        if (!(table->low[x] < table->high[x])) fail(domainLine_, "a maximum above the minimum");
+        if (table->low[x] < -kFar || table->high[x] > kFar) {
+          fail(domainLine_, "bounds from -1e300 to 1e300");
+        }
       }
     }
   }
 
-  void readSize(std::string_view words) {
-    if (cube_.size_ != 0) fail("LUT_3D_SIZE only once");
+  void readSize(Cube::Table& table, int largest, std::string_view keyword, std::string_view words) {
+    constexpr int kSmallest = 2;
+    if (table.size != 0) fail(std::string(keyword) + " only once");
     const std::string_view word = takeWord(words);
     int size = 0;
-    if (!parse(word, size) || size < Cube::kSmallest || size > Cube::kLargest ||
-        !takeWord(words).empty()) {
-      fail("a whole number from " + std::to_string(Cube::kSmallest) + " to " +
-           std::to_string(Cube::kLargest) + " behind LUT_3D_SIZE");
+    if (!parse(word, size) || size < kSmallest || size > largest || !takeWord(words).empty()) {
+      fail("a whole number from 2 to " + std::to_string(largest) + " behind " +
+           std::string(keyword));
     }
-    cube_.size_ = size;
-    cube_.points_.reserve(rows());
+    table.size = size;
   }
 
   template <size_t count>
@@ -143,6 +173,7 @@ class CubeReader {
   const std::string& path_;
   int line_ = 0;
   int domainLine_ = 0;  ///< where a bound was given last
+  bool hasDomain_ = false, rowsBegan_ = false;
   Cube cube_;
 };
 
@@ -150,22 +181,54 @@ Cube Cube::parse(const std::string& text, const std::string& name) {
   return CubeReader(text, name).read();
 }
 
+std::pair<int, double> Cube::Table::position(double value, size_t channel) const {
+  // In channel units the grid points of most files are hit exactly.
+  const double range = kWhite * (high[channel] - low[channel]);
+  const double position = (value - kWhite * low[channel]) * (size - 1) / range;
+  const double inside = std::clamp(position, 0.0, static_cast<double>(size - 1));
+  const int index = static_cast<int>(inside);
+  return {index, inside - index};
+}
+
 const Triple& Cube::point(const std::array<int, 3>& index) const {
-  const int position = (index[2] * size_ + index[1]) * size_ + index[0];
-  return points_[static_cast<size_t>(position)];
+  const int position = (index[2] * grid_.size + index[1]) * grid_.size + index[0];
+  return grid_.points[static_cast<size_t>(position)];
+}
+
+Cube Cube::sampledFrom(int size, const std::function<Triple(const std::array<int, 3>&)>& color) {
+  Cube cube;
+  cube.grid_.size = size;
+  for (int b = 0; b < size; ++b) {
+    for (int g = 0; g < size; ++g) {
+      for (int r = 0; r < size; ++r) {
+        Triple point = color({r, g, b});
+        for (double& value : point) value /= kWhite;
+        cube.grid_.points.push_back(point);
+      }
+    }
+  }
+  return cube;
+}
+
+Triple Cube::shaped(const Triple& color) const {
+  if (shaper_.size == 0) return color;
+  Triple result;
+  for (size_t x = 0; x < 3; ++x) {
+    const auto [index, fraction] = shaper_.position(color[x], x);
+    const auto below = static_cast<size_t>(index);
+    const size_t above = std::min(below + 1, shaper_.points.size() - 1);
+    const double from = shaper_.points[below][x], to = shaper_.points[above][x];
+    result[x] = kWhite * (from + (to - from) * fraction);
+  }
+  return result;
 }
 
 Triple Cube::at(const Triple& color) const {
+  const Triple input = shaped(color);
+  if (grid_.size == 0) return input;
   std::array<int, 3> index;
   Triple fraction;
-  for (size_t x = 0; x < 3; ++x) {
-    // In channel units the grid points of most files are hit exactly.
-    const double range = kWhite * (high_[x] - low_[x]);
-    const double position = (color[x] - kWhite * low_[x]) * (size_ - 1) / range;
-    const double inside = std::clamp(position, 0.0, static_cast<double>(size_ - 1));
-    index[x] = static_cast<int>(inside);
-    fraction[x] = inside - index[x];
-  }
+  for (size_t x = 0; x < 3; ++x) std::tie(index[x], fraction[x]) = grid_.position(input[x], x);
   // From the cube's low corner along the axes, the one with the largest fraction first.
   std::array<size_t, 3> order{0, 1, 2};
   std::sort(order.begin(), order.end(),
@@ -180,7 +243,7 @@ Triple Cube::at(const Triple& color) const {
     add(before - fraction[axis]);
     before = fraction[axis];
     // The last point has no neighbour, and its fraction is 0.
-    index[axis] = std::min(index[axis] + 1, size_ - 1);
+    index[axis] = std::min(index[axis] + 1, grid_.size - 1);
   }
   add(before);
   return sum;
@@ -198,16 +261,50 @@ double withoutFileRounding(double value) {
 
 }  // namespace
 
+namespace {
+
+constexpr int kAxis = 16, kSpacing = 17;
+
+/// The cube as a file of the filter's grid would hold it.
+Triple sampled(const Cube& cube, int r, int g, int b) {
+  Triple output = cube.at({1.0 * r * kSpacing, 1.0 * g * kSpacing, 1.0 * b * kSpacing});
+  for (double& value : output) value = withoutFileRounding(value);
+  return output;
+}
+
+}  // namespace
+
+CubeError resamplingError(const Cube& cube) {
+  const Cube coarse = Cube::sampledFrom(kAxis, [&](const std::array<int, 3>& index) {
+    return sampled(cube, index[0], index[1], index[2]);
+  });
+  // Steps that fall between both grids' points.
+  constexpr int kSteps = 40;
+  CubeError error;
+  double sum = 0;
+  const auto level = [](int step) { return step * kWhite / (kSteps - 1); };
+  for (int i = 0; i < kSteps * kSteps * kSteps; ++i) {
+    const Triple color{level(i % kSteps), level(i / kSteps % kSteps), level(i / (kSteps * kSteps))};
+    const Triple exact = cube.at(color), near = coarse.at(color);
+    for (size_t x = 0; x < 3; ++x) {
+      const double difference =
+          std::abs(std::clamp(exact[x], 0.0, kWhite) - std::clamp(near[x], 0.0, kWhite));
+      error.largest = std::max(error.largest, difference);
+      sum += difference;
+    }
+  }
+  error.mean = sum / (3.0 * kSteps * kSteps * kSteps);
+  return error;
+}
+
 void assignCube(const host::Plugin& plugin, const host::InstanceRef& instance,
                 const host::Method& table, const Cube& cube) {
-  constexpr int kAxis = 16, kSpacing = 17;
   for (int r = 0; r < kAxis; ++r) {
     for (int g = 0; g < kAxis; ++g) {
       for (int b = 0; b < kAxis; ++b) {
-        const Triple output = cube.at({1.0 * r * kSpacing, 1.0 * g * kSpacing, 1.0 * b * kSpacing});
+        const Triple output = sampled(cube, r, g, b);
         for (int x = 0; x < 3; ++x) {
-          const double value = withoutFileRounding(output[static_cast<size_t>(x)]);
-          plugin.assign(table, instance, {r, g, b, x}, value);
+          plugin.assign(table, instance, {r, g, b, x}, output[static_cast<size_t>(x)]);
         }
       }
     }

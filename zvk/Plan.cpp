@@ -2,6 +2,7 @@
 
 #include "Needs.h"
 #include "Reference.h"
+#include "Speech.h"
 #include "host/plugin/Names.h"
 
 namespace zvk {
@@ -149,7 +150,15 @@ class Planner {
                        " is not a .cube file (@FILE)");
     }
     const std::string path = unquoted(std::string_view(argument.value).substr(1));
-    return {.value = {}, .table = &table, .cube = Cube::parse(reader_.bytesOf(path), path)};
+    Cube cube = Cube::parse(reader_.bytesOf(path), host::inputName(path));
+    // Half a level is what rounding to levels costs anyway.
+    if (const CubeError error = resamplingError(cube); error.largest > 0.5) {
+      char text[80];
+      snprintf(text, sizeof text, "%.1f levels of 255 at most, %.2f on average", error.largest,
+               error.mean);
+      note(path + ": the filter's 16 grid points per axis miss it by " + text);
+    }
+    return {.value = {}, .table = &table, .cube = std::move(cube)};
   }
 
   const host::Plugin& plugin_;

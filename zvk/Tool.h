@@ -85,8 +85,8 @@ struct InfoOptions {
 /// Many files, each through the same calls.
 struct BatchOptions {
   std::string input;  ///< a file or a pattern; more files may stand before the calls
-  RunOptions each;  ///< its output is a pattern or a folder
-  int jobs = 0;     ///< processes at a time; 0: one per processor
+  RunOptions each;    ///< its output is a pattern or a folder
+  int jobs = 0;       ///< processes at a time; 0: one per processor
   bool skipExisting = false;
 };
 

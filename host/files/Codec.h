@@ -69,7 +69,12 @@ struct EncoderInput {
   int quality;      ///< JPEG, 1 to 100
   int compression;  ///< PNG, 0 to 9
 };
-/// They throw FileError, or leave the cause in `errno` and the file's error state.
+/// What a codec says when it cannot write; it knows no file's name.
+class EncodingError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+/// They throw EncodingError, or leave the cause in `errno` and the file's error state.
 void writeJpeg(FILE* file, const EncoderInput& input);
 void writePng(FILE* file, const EncoderInput& input);
 void writeWithPixbuf(FILE* file, const EncoderInput& input, const char* format);

@@ -168,7 +168,10 @@ void replaceFile(const std::string& path, const std::function<void(FILE*)>& writ
   const fs::file_status status = fs::status(path, error);
   if (!fs::exists(status)) return replaceRegularFile(path, write);
   // A link stays a link, to a file that is replaced.
-  if (fs::is_regular_file(status)) return replaceRegularFile(fs::canonical(path), write);
+  if (fs::is_symlink(path) && fs::is_regular_file(status)) {
+    return replaceRegularFile(fs::canonical(path), write);
+  }
+  if (fs::is_regular_file(status)) return replaceRegularFile(path, write);
   // A device or a pipe is no file to replace.
   const File file(fopen(path.c_str(), "wb"));
   if (!file) failToWrite(path, strerror(errno));

@@ -193,7 +193,7 @@ void writeJpeg(FILE* file, const EncoderInput& input) {
   jpeg.err = &messages.manager;
   const bool written = messages.done([&] { encode(jpeg, file, input); });
   jpeg_destroy_compress(&jpeg);
-  if (!written && !ferror(file)) throw FileError(messages.error);
+  if (!written && !ferror(file)) throw EncodingError(messages.error);
 }
 
 }  // namespace host

@@ -322,9 +322,7 @@ void savePicture(Picture& picture, const std::string& path, const SaveOptions& o
       if (name == "jpeg") return writeJpeg(file, input);
       writeWithPixbuf(file, input, format.name);
     });
-  } catch (const FileError& error) {
-    // What the codecs say names no file.
-    if (std::string_view(error.what()).starts_with(outputName(path))) throw;
+  } catch (const EncodingError& error) {
     throw FileError(outputName(path) + ": cannot be written: " + error.what());
   }
 }

@@ -264,7 +264,7 @@ void writeWithPixbuf(FILE* file, const EncoderInput& input, const char* format) 
   const int cause = errno;
   const std::string message = written ? "" : takeMessage(error);
   errno = cause;
-  if (!written && !ferror(file)) throw FileError(message);
+  if (!written && !ferror(file)) throw EncodingError(message);
 }
 
 }  // namespace host

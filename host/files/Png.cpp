@@ -184,7 +184,7 @@ void writePng(FILE* file, const EncoderInput& input) {
   }
   const bool written = messages.done([&] { encode(png, info, file, input); });
   png_destroy_write_struct(&png, &info);
-  if (!written && !ferror(file)) throw FileError(messages.error);
+  if (!written && !ferror(file)) throw EncodingError(messages.error);
 }
 
 }  // namespace host
