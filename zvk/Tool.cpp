@@ -1,5 +1,6 @@
 #include "Tool.h"
 
+#include <cctype>
 #include <cstdio>
 #include <new>
 
@@ -25,8 +26,12 @@ bool reportAccounts(const host::Host& host) {
 }
 
 int reportFailure() {
-  const auto report = [](const char* text, int status) {
-    fprintf(stderr, "zvk: %s\n", text);
+  // One line, whatever bytes of a file or an argument it quotes; no terminal obeys them.
+  const auto report = [](std::string text, int status) {
+    for (char& c : text) {
+      if (iscntrl(static_cast<unsigned char>(c))) c = '?';
+    }
+    fprintf(stderr, "zvk: %s\n", text.c_str());
     return status;
   };
   try {
