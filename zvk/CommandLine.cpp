@@ -291,7 +291,8 @@ int CommandLine::help(const HelpOptions& options) {
   };
   if (options.words.empty()) return print(app_, app_.get_name());
   for (const CLI::App* sub : app_.get_subcommands({})) {
-    if (sub->check_name(options.words.front())) return print(*sub, app_.get_name() + " " + sub->get_name());
+    if (sub->check_name(options.words.front()))
+      return print(*sub, app_.get_name() + " " + sub->get_name());
   }
   return zvk::help(options);
 }
