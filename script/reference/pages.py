@@ -1,4 +1,5 @@
 """The pages of the reference and of the recipes: what they show, and their commands run."""
+import os
 import pathlib
 import re
 import shutil
@@ -72,8 +73,8 @@ class Kitchen:
 
     def run(self, commands):
         """Runs commands as a shell does; their output. RuntimeError when one fails."""
-        environment = {"PATH": f"{self.folder / 'bin'}:/usr/local/bin:/usr/bin:/bin", "LC_ALL": "C.UTF-8",
-                       "TMPDIR": str(self.folder)}
+        environment = {**os.environ, "LC_ALL": "C.UTF-8", "TMPDIR": str(self.folder),
+                       "PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}"}
         result = subprocess.run(["sh", "-eu", "-c", commands], cwd=self.work, env=environment,
                                 capture_output=True, text=True, check=False)
         if result.returncode != 0:

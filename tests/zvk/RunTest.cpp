@@ -66,17 +66,6 @@ TEST_F(RunTest, AppliesCallsOneAfterAnotherAndPrintsResults) {
             "isBlackZVK: black true\nCountColorZVK: count 1200\nColornessZVK: colorness 1\n");
 }
 
-TEST_F(RunTest, WritesStringsAndReadsThemBack) {
-  EXPECT_EQ(done("run in.png 'PicturetoBinaryStringZVK(_)' -o picture.ppic"), "");
-  const std::string string = host::readFile("picture.ppic");
-  EXPECT_EQ(string.size(), 40U + 3 * kWidth * kHeight);
-  EXPECT_EQ(string.substr(0, 4), "PPIC");
-  done("run picture.ppic 'BinaryStringtoPictureZVK(_)' -o back.png");
-  EXPECT_EQ(load("back.png"), source_);
-  done("run in.png 'BinaryStringtoPictureZVK(@picture.ppic)' InvertZVK InvertZVK -o back2.png");
-  EXPECT_EQ(load("back2.png"), source_);
-}
-
 TEST_F(RunTest, WritesThroughLinksAndIntoPipes) {
   host::writeFile("target.png", "old");
   fs::create_symlink("target.png", "link.png");

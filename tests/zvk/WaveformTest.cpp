@@ -65,14 +65,6 @@ TEST_F(WaveformTest, ColumnsReachFromTheirLowestToTheirHighestSample) {
   EXPECT_EQ(load("out.png"), drawn({0, 0, -20, 40, -20, 40, 10, 60, 10, 60}, 4, 1, 0));
 }
 
-TEST_F(WaveformTest, DrawsInTheColoursAsked) {
-  saveRecording("loud.wav", 1, std::vector<int>(100, 127));
-  done("waveform loud.wav --back '&c010203' --fore '&c040506'" + size_);
-  const Pixels pixels = load("out.png");
-  EXPECT_EQ(pixels.front(), 0xFF010203);
-  EXPECT_EQ(pixels.back(), 0xFF040506);
-}
-
 TEST_F(WaveformTest, RefusesWhatCannotBeDrawn) {
   saveRecording("good.wav", 1, {1, 2, 3});
   saveRecording("empty.wav", 1, {});
