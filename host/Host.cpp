@@ -50,7 +50,7 @@ Settings Settings::forStorage(Storage storage) {
 }
 
 Host::Host(Settings initial)
-    : settings(std::move(initial)),
+    : settings(initial),
       previous_(currentHost),
       deadBytesLimit_(kDeadBytesLimit),
       states_(allServices().size()) {

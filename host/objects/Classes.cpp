@@ -193,7 +193,7 @@ Value Instance::property(std::string_view name) const {
       // An accessor's result carries a reference; a field keeps its own.
       void* handle = readField<void*>(*this, *property);
       Object* object = Host::object(handle);
-      const Value value = toValue(object);
+      Value value = toValue(object);
       if (object && property->getter != hostAccessor()) object->unlock();
       return value;
     }

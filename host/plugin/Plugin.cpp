@@ -194,7 +194,7 @@ CallResult Plugin::invoke(const Method& method, const Value& self,
 }
 
 void Plugin::assign(const Method& method, const Value& self, std::vector<Value> arguments,
-                    Value value) const {
+                    const Value& value) const {
   if (!method.assignable()) {
     throw CallError("nothing can be assigned to " + std::string(method.text()));
   }

@@ -114,7 +114,7 @@ class Plugin {
   CallResult invoke(const Method& method, const Value& self, std::vector<Value> arguments) const;
   /// Assigns to an assignable method.
   void assign(const Method& method, const Value& self, std::vector<Value> arguments,
-              Value value) const;
+              const Value& value) const;
 
   /// Sugar: `plugin.call(picture, "ChangeContrastZVK", 0.5)`.
   template <typename Self, typename... A>

@@ -8,6 +8,5 @@
 template <size_t size>
 struct FixedString {
   char text[size];
-  // NOLINTNEXTLINE(google-explicit-constructor): a literal is meant to become one by itself.
   constexpr FixedString(const char (&literal)[size]) { std::copy_n(literal, size, text); }
 };
