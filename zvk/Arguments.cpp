@@ -163,11 +163,11 @@ Value ArgumentReader::read(Type type, std::string_view text, const std::string& 
 Value ArgumentReader::take(Type type, const Current& current, const std::string& place) const {
   if (type == Type::kPicture) {
     if (current.picture) return current.picture;
-    throw InputError(current.origin + " is not a picture, as " + place + " needs; possible are " +
+    throw InputError(current.origin + ": not a picture, as " + place + " needs; possible are " +
                      host::readableFormats());
   }
   if (current.picture) {
-    throw InputError(current.origin + " is a picture; " + place + " needs " + expectation(type));
+    throw InputError(current.origin + ": a picture; " + place + " needs " + expectation(type));
   }
   if (type == Type::kMemoryBlock) return blockOf(current.bytes);
   return host_.newString(current.bytes, kEncodingNone);

@@ -193,11 +193,11 @@ std::vector<Step> planned(const host::Plugin& plugin, ArgumentReader& reader,
 void requireKinds(const std::vector<Step>& steps, bool picture, std::string origin) {
   for (const Step& step : steps) {
     if (!picture && takesCurrent(step, true)) {
-      throw InputError(origin + " is not a picture, as " + step.name + " needs; possible are " +
+      throw InputError(origin + ": not a picture, as " + step.name + " needs; possible are " +
                        host::readableFormats());
     }
     if (picture && takesCurrent(step, false)) {
-      throw InputError(origin + " is a picture; " + step.name + " needs bytes (@FILE)");
+      throw InputError(origin + ": a picture; " + step.name + " needs bytes (@FILE)");
     }
     const Type result = step.info ? Type::kPicture : step.method->declaration.result;
     const bool bytes = result == Type::kString || result == Type::kMemoryBlock;

@@ -112,6 +112,68 @@ TEST_F(RunTest, ShowsHistograms) {
   EXPECT_EQ(bars["blue"].find(' '), std::string::npos);
 }
 
+TEST_F(RunTest, KeepsAlphaWhereItCanAndSaysWhereItCannot) {
+  const host::PictureOptions layout{.alpha = true};
+  const auto picture = host_.newPicture(kWidth, kHeight, layout);
+  picture->fill(host::premultiplied(0x80FF8000));
+  host::savePicture(*picture, "clear.png");
+  save("grey.png", kWidth, kHeight, Pixels(kWidth * kHeight, 0xFF808080));
+  const auto pixelOf = [&](const char* file) {
+    const auto loaded = host::loadPicture(host_, file, layout);
+    return host::visiblePixels(*loaded).front();
+  };
+  // Half transparent again, a picture has its colours back; records keep seven bits of alpha.
+  for (const char* storage : {"cairo", "record"}) {
+    done(
+        "run clear.png 'EmbeddedMask(no)=@in.png' 'EmbeddedMask(no)=@grey.png' -o kept.png "
+        "--storage " +
+        std::string(storage));
+    EXPECT_EQ(pixelOf("kept.png") & 0xFEFFFFFF, 0x80FF8000) << storage;
+  }
+  Outcome outcome = run("run clear.png 'EmbeddedMask(no)=@grey.png' -o out.jpg");
+  EXPECT_THAT(outcome.error, testing::HasSubstr("jpeg keeps no alpha"));
+  done("run clear.png 'EmbeddedMask(no)=@grey.png' -o out.bmp --background blue");
+  EXPECT_EQ(pixelOf("out.bmp"), 0xFF80407F);
+  outcome = run("run clear.png Invert -o out.png --storage record");
+  EXPECT_THAT(outcome.error, testing::HasSubstr("gives an opaque picture"));
+  EXPECT_EQ(pixelOf("out.png"), 0xFF007FFF);
+}
+
+TEST_F(RunTest, WorksOnManyFilesAndGoesOnWhereItStopped) {
+  for (const char* file : {"b.jpg", "c.jpg", "d.jpg"}) save(file, kWidth, kHeight, source_);
+  host::writeFile("c.jpg", host::readFile("c.jpg").substr(0, 700));
+  fs::create_directory("out");
+  host::writeFile("out/d.png", "is there");
+  const Outcome outcome =
+      run("run '*.jpg' Invert 'CountColor(red)' -o 'out/{name}.png' --skip-existing");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "b.jpg: count 0\n");
+  EXPECT_THAT(outcome.error, testing::HasSubstr("\nzvk: c.jpg: damaged: "));
+  EXPECT_THAT(outcome.error, testing::HasSubstr("\nzvk: 1 of 2 done, 1 failed"));
+  EXPECT_EQ(load("out/b.png").size(), source_.size());
+  EXPECT_FALSE(fs::exists("out/c.png"));
+  EXPECT_EQ(host::readFile("out/d.png"), "is there");
+}
+
+TEST_F(RunTest, LeavesNothingBehindWhenItIsEnded) {
+  constexpr int kSide = 3000;
+  save("large.bmp", kSide, kSide, randomPixels(kSide, kSide, 1));
+  host::writeFile("out.png", "kept");
+  // Ended as soon as it has begun to write.
+  host::writeFile("end.sh", "set -m\n" ZVK_TOOL_RUNNER " '" ZVK_TOOL_FILE
+                            "' run large.bmp Invert -o out.png --compression 9 &\n"
+                            "until ls out.png.?*; do sleep 0.01; done\n"
+                            "kill -$1 $!\n"
+                            "wait $!\n");
+  const auto before = files();
+  for (const std::string signal : {"INT", "TERM", "HUP"}) {
+    const int status =
+        std::system(("timeout 60 bash end.sh " + signal + " >/dev/null 2>&1").c_str());
+    EXPECT_GT(WEXITSTATUS(status), 128) << signal;
+    EXPECT_TRUE(files() == before) << signal;
+  }
+}
+
 // One line says what was wrong, nothing is printed besides, and no file is made or changed.
 TEST_F(RunTest, RefusesWhatCannotBeDone) {
   const std::string picture = host::readFile("in.png");
@@ -171,8 +233,8 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run half.ppic 'BinaryStringtoPictureZVK(_)' -o out.png", 1,
        "1000 bytes; its header says 3640"},
       {"run empty 'BinaryStringtoPictureZVK(_)' -o out.png", 1, "PPIC"},
-      {"run in.png 'BinaryStringtoPictureZVK(_)' -o out.png", 2, "in.png is a picture"},
-      {"run whole.ppic CountColorsZVK", 2, "whole.ppic is not a picture"},
+      {"run in.png 'BinaryStringtoPictureZVK(_)' -o out.png", 2, "in.png: a picture"},
+      {"run whole.ppic CountColorsZVK", 2, "whole.ppic: not a picture"},
   });
 }
 
