@@ -1,6 +1,8 @@
 #include "host/objects/Value.h"
 
+#include <charconv>
 #include <cstdio>
+#include <iterator>
 
 #include "host/objects/Classes.h"
 
@@ -67,16 +69,7 @@ std::string Value::describe() const {
   if (isInteger()) return std::to_string(integer());
   if (isString()) return '"' + this->text() + '"';
   if (isObject()) return object()->name();
-  if (isDouble()) {
-    snprintf(text, sizeof text, "%.17g", number());
-    // The shortest form that reads back as the same number.
-    for (int digits = 1; digits < 17; ++digits) {
-      char shorter[40];
-      snprintf(shorter, sizeof shorter, "%.*g", digits, number());
-      if (strtod(shorter, nullptr) == number()) return shorter;
-    }
-    return text;
-  }
+  if (isDouble()) return {text, std::to_chars(text, std::end(text), number()).ptr};
   if (isColor()) {
     snprintf(text, sizeof text, "&c%06X", color().rgb & 0xFFFFFF);
     return text;

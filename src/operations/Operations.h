@@ -2,18 +2,20 @@
 // functions.
 //
 // Common to all of them, unless a routine says otherwise:
-// - Channels are integers 0..255; colours are 0x00RRGGBB, their top byte is ignored.
-// - Sources are only read. A result is a new picture with one reference for the caller, opaque, of
-// the
-//   source's size; with an alpha channel when the source has one, where "(alpha as source)" is
-//   said, else without.
-// - Rectangles are clipped to the picture: a negative left or top moves to 0 while the far edge
-// stays
-//   at left + width, top + height.
-// - A picture that is nil or cannot be opened, or a result that cannot be made, gives nil (false,
-// 0).
-//   Nothing stays locked or referenced on any path.
-// - Values computed in floating point become channels by truncation toward zero, then clamping.
+//
+// Channels are integers 0..255; colours are 0x00RRGGBB, their top byte is ignored.
+//
+// Sources are only read. A result is a new picture with one reference for the caller, opaque, of
+// the source's size; with an alpha channel when the source has one, where "(alpha as source)" is
+// said, else without.
+//
+// Rectangles are clipped to the picture: a negative left or top moves to 0 while the far edge stays
+// at left + width, top + height.
+//
+// A picture that is nil or cannot be opened, or a result that cannot be made, gives nil (false, 0).
+// Nothing stays locked or referenced on any path.
+//
+// Values computed in floating point become channels by truncation toward zero, then clamping.
 #pragma once
 
 #include "frame/Abi.h"
@@ -77,27 +79,33 @@ ZVK_EXPORT REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) noex
 // 255, else v * (255 - B) / 255 + B; absolute brightness: v + B.
 
 /// Linear brightness, not clamped: the low 8 bits of the truncated value are kept.
-ZVK_EXPORT REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self, double b) noexcept;
-ZVK_EXPORT REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* self, double br, double bg,
-                                                    double bb) noexcept;
-ZVK_EXPORT REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* self, double b) noexcept;
-ZVK_EXPORT REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* self, double br, double bg,
-                                                    double bb) noexcept;
-ZVK_EXPORT REALpictureStruct* ContrastPicture1(REALpictureStruct* self, double k) noexcept;
-ZVK_EXPORT REALpictureStruct* ContrastPicture3(REALpictureStruct* self, double kr, double kg,
-                                               double kb) noexcept;
+ZVK_EXPORT REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self,
+                                                    double brightness) noexcept;
+ZVK_EXPORT REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* self, double brightnessRed,
+                                                    double brightnessGreen,
+                                                    double brightnessBlue) noexcept;
+ZVK_EXPORT REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* self,
+                                                    double brightness) noexcept;
+ZVK_EXPORT REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* self, double brightnessRed,
+                                                    double brightnessGreen,
+                                                    double brightnessBlue) noexcept;
+ZVK_EXPORT REALpictureStruct* ContrastPicture1(REALpictureStruct* self, double contrast) noexcept;
+ZVK_EXPORT REALpictureStruct* ContrastPicture3(REALpictureStruct* self, double contrastRed,
+                                               double contrastGreen, double contrastBlue) noexcept;
 /// Contrast, then linear brightness.
-ZVK_EXPORT REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* self, double k,
-                                                            double b) noexcept;
-ZVK_EXPORT REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* self, double kr,
-                                                            double kg, double kb, double br,
-                                                            double bg, double bb) noexcept;
+ZVK_EXPORT REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* self,
+                                                            double contrast,
+                                                            double brightness) noexcept;
+ZVK_EXPORT REALpictureStruct* ContrastLinBrightnessPicture3(
+    REALpictureStruct* self, double contrastRed, double contrastGreen, double contrastBlue,
+    double brightnessRed, double brightnessGreen, double brightnessBlue) noexcept;
 /// Contrast, then absolute brightness.
-ZVK_EXPORT REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* self, double k,
-                                                            double b) noexcept;
-ZVK_EXPORT REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* self, double kr,
-                                                            double kg, double kb, double br,
-                                                            double bg, double bb) noexcept;
+ZVK_EXPORT REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* self,
+                                                            double contrast,
+                                                            double brightness) noexcept;
+ZVK_EXPORT REALpictureStruct* ContrastAbsBrightnessPicture3(
+    REALpictureStruct* self, double contrastRed, double contrastGreen, double contrastBlue,
+    double brightnessRed, double brightnessGreen, double brightnessBlue) noexcept;
 /// a * v + b.
 ZVK_EXPORT REALpictureStruct* TransformPicture(REALpictureStruct* self, double a,
                                                double b) noexcept;
@@ -117,14 +125,14 @@ ZVK_EXPORT REALpictureStruct* CombinePicturesZVK(REALpictureStruct* red, REALpic
 /// The lighter of both pictures in every channel; nil unless both have one size.
 ZVK_EXPORT REALpictureStruct* MergePicture(REALpictureStruct* source1,
                                            REALpictureStruct* source2) noexcept;
-/// One channel from `channel`, aligned at the top left, the others from `self`. A nil channel
-/// picture raises NilObjectException; one smaller than `self` gives nil.
+/// One channel from the other picture, aligned at the top left, the others from `self`. A nil
+/// channel picture raises NilObjectException; one smaller than `self` gives nil.
 ZVK_EXPORT REALpictureStruct* ReplaceRedChannel(REALpictureStruct* self,
-                                                REALpictureStruct* channel) noexcept;
+                                                REALpictureStruct* redChannel) noexcept;
 ZVK_EXPORT REALpictureStruct* ReplaceGreenChannel(REALpictureStruct* self,
-                                                  REALpictureStruct* channel) noexcept;
+                                                  REALpictureStruct* greenChannel) noexcept;
 ZVK_EXPORT REALpictureStruct* ReplaceBlueChannel(REALpictureStruct* self,
-                                                 REALpictureStruct* channel) noexcept;
+                                                 REALpictureStruct* blueChannel) noexcept;
 
 // --- Tint (Tint.cpp) (alpha as source) ----------------------------------------------------------
 
@@ -146,7 +154,7 @@ ZVK_EXPORT REALpictureStruct* RenderSamples(REALmemoryBlockStruct* samples, Host
 // --- Colour counting and mapping (Colors.cpp) ---------------------------------------------------
 
 /// Number of pixels of exactly this colour.
-ZVK_EXPORT HostLong CountColorZVK(REALpictureStruct* self, HostLong color) noexcept;
+ZVK_EXPORT HostLong CountColorZVK(REALpictureStruct* self, HostLong col) noexcept;
 /// Adds the picture's histograms to three blocks of 256 unsigned 32-bit counters each; nil blocks
 /// are made. `*count` becomes the number of pixels, -1 when the picture cannot be read or a block
 /// is short.
@@ -192,7 +200,7 @@ ZVK_EXPORT double ColornessZVK(REALpictureStruct* self, HostLong threshold) noex
 
 // --- Picture search (PictureSearch.cpp) ---------------------------------------------------------
 
-/// Whether `needle` stands in `self`, pixel for pixel by red, green and blue; `*x`, `*y` receive
+/// Whether `pic` stands in `self`, pixel for pixel by red, green and blue; `*x`, `*y` receive
 /// the place of its first copy in reading order, else 0.
-ZVK_EXPORT HostBoolean FindPicture(REALpictureStruct* self, REALpictureStruct* needle, HostLong* x,
+ZVK_EXPORT HostBoolean FindPicture(REALpictureStruct* self, REALpictureStruct* pic, HostLong* x,
                                    HostLong* y) noexcept;
