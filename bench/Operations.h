@@ -28,11 +28,17 @@ enum class Subject : uint8_t {
   kSamples,   ///< no picture: sample pairs
 };
 
+/// Times memcpy of the same picture, in the plug-in that ships; 0: none.
+struct Goal {
+  double small = 0;  ///< 256 x 256 pixels
+  double large = 0;  ///< 12 megapixels
+};
+
 struct Operation {
   std::string_view name;
   Subject subject = Subject::kScenes;
   Scene scene = Scene::kGradient;  ///< for kOwnScene
-  double goal = 0;      ///< times memcpy of the same picture, 12 megapixels, cairo; 0: none
+  Goal goal = {};
   double goalTime = 0;  ///< nanoseconds per unit; 0: none
   void (*describe)(Job& job) = nullptr;  ///< completes the job
   PluginCall (*make)(Stage& stage, const host::PictureRef& source, Job& job);

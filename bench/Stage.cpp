@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -51,12 +52,18 @@ host::Settings settingsFor(Layout layout, bool recycling) {
   return settings;
 }
 
+/// The plug-in that was built, or one that ZVK_PLUGIN names: an older one, say, to compare with.
+const char* pluginFile() {
+  const char* const given = getenv("ZVK_PLUGIN");
+  return given != nullptr ? given : ZVK_PLUGIN_FILE;
+}
+
 }  // namespace
 
 Stage::Stage(Layout layout, bool recycling)
     : layout_(layout),
       host_(settingsFor(layout, recycling)),
-      plugin_(ZVK_PLUGIN_FILE),
+      plugin_(pluginFile()),
       options_(host_.settings.newPictures) {
   options_.alpha = layout == Layout::kCairoAlpha;
 }

@@ -199,6 +199,14 @@ PeerCall scrollColumns(const Job& job) {
           job.target.words, startWithFirst(job)};
 }
 
+PeerCall scrollBoth(const Job& job) {
+  return {[rows = scrollRows(job).run, columns = scrollColumns(job).run] {
+            columns();
+            rows();
+          },
+          job.target.words, startWithFirst(job)};
+}
+
 constexpr Peer kPeers[] = {
     {kReadingAlone, readAlone<1>},
     {kReadingTwo, readAlone<2>},
@@ -214,6 +222,7 @@ constexpr Peer kPeers[] = {
     {"std::search in 500 x 375", searchPart},
     {"memmove, saved rows", scrollRows},
     {"memmove per row", scrollColumns},
+    {"memmove per row, saved rows", scrollBoth},
 };
 
 }  // namespace
