@@ -6,7 +6,7 @@
 
 #include "filters/FilterClasses.h"
 #include "frame/HostServices.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace filters {
 

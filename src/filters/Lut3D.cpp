@@ -37,8 +37,10 @@ HostBoolean Lut3DRun(REALobjectStruct* instance) noexcept {
   if (!reader) return false;
   ScopedWriter writer(reader);
   if (!writer) return false;
-  const filters::TetrahedralLookup lookup{data.table, kRedStep, kGreenStep, kBlueStep};
-  mapPixels(reader.editor(), writer.editor(), filters::blockOf(data, reader.editor()), lookup);
+  const Region block = filters::blockOf(data, reader.editor());
+  const filters::TetrahedralLookup lookup(data.table, kRedStep, kGreenStep, kBlueStep,
+                                          int64_t{block.width()} * block.height());
+  mapPixels(reader.editor(), writer.editor(), block, lookup);
   data.destinationPicture = writer.render();
   return data.destinationPicture != nullptr;
 }

@@ -3,7 +3,6 @@
 
 #include "filters/FilterPictures.h"
 #include "filters/Filters.h"
-#include "pixels/Channels.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Tetrahedral interpolation in a grid of colours.
 #pragma once
 
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace filters {
 
@@ -23,9 +23,14 @@ namespace filters {
 struct TetrahedralLookup {
   const double* points;  ///< at least one more double follows each point that is read
   uint16_t redStep, greenStep, blueStep;  ///< doubles from one point to the next along each axis
+  bool tame;                              ///< no value is so large that sums leave the integers
+
+  /// For a grid with these steps, each below 1024, and about so many pixels.
+  TetrahedralLookup(const double* grid, int32_t red, int32_t green, int32_t blue,
+                    int64_t pixels) noexcept;
 
   /// Writes `count` results, each OR-ed with `top`.
-  void run(pixels::Word* out, int32_t count, uint32_t top, pixels::Run in) const noexcept;
+  void mapWords(pixels::Word* out, int32_t count, uint32_t top, pixels::Source in) const noexcept;
 };
 
 }  // namespace filters

@@ -5,7 +5,7 @@
 
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -53,33 +53,27 @@ void writeHeader(uint8_t* header, uint32_t length, const PictureEditor& e) noexc
 
 void readTriples(PictureEditor reader, uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{reader.width} * 3;
-  const bool streamed =
-      !isPacked(reader) && prepareStreaming({triples, rowLength, rowLength, reader.height});
   for (int32_t y = 0; y < reader.height; ++y, triples += rowLength, NextRow(reader)) {
     if (reader.row == nullptr) {
       memset(triples, 0, static_cast<size_t>(rowLength));
-    } else if (isPacked(reader)) {
+    } else if (holdsTriples(reader)) {
       memcpy(triples, reader.row, static_cast<size_t>(rowLength));
     } else {
-      const auto pack = streamed ? streamTriples : packTriples;
-      pack(reinterpret_cast<const Word*>(reader.row), triples, reader.width);
+      triplesFromWords(reinterpret_cast<const Word*>(reader.row), triples, reader.width);
     }
   }
-  if (streamed) finishStreaming();
 }
 
 void writeTriples(PictureEditor writer, const uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{writer.width} * 3;
   const uint32_t opaque =
       writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
-  const Output output(writer, wholeOf(writer));
-  const auto unpack = output.streamed() ? streamWords : unpackTriples;
   for (int32_t y = 0; y < writer.height; ++y, triples += rowLength, NextRow(writer)) {
     if (writer.row == nullptr) continue;
-    if (isPacked(writer)) {
+    if (holdsTriples(writer)) {
       memcpy(writer.row, triples, static_cast<size_t>(rowLength));
     } else {
-      unpack(triples, reinterpret_cast<Word*>(writer.row), writer.width, opaque);
+      wordsFromTriples(triples, reinterpret_cast<Word*>(writer.row), writer.width, opaque);
     }
   }
 }

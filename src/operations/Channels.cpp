@@ -1,6 +1,6 @@
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -31,28 +31,24 @@ struct Lighter {
   uint32_t operator()(uint32_t a, uint32_t b) const noexcept {
     return channel(a, b, kRed) | channel(a, b, kGreen) | channel(a, b, kBlue);
   }
-  static void run(Word* out, int32_t count, uint32_t top, Run a, Run b) noexcept;
+  static void mapWords(Word* out, int32_t count, uint32_t top, Source a, Source b) noexcept;
 };
 
-// Byte by byte, a vector of words at a time: three times as fast as channel by channel.
-ZVK_CLONES void lighterVectors(Word* out, int32_t count, uint32_t top, const Word* a,
-                               const Word* b) noexcept {
-  typedef uint8_t Bytes __attribute__((vector_size(kLine), aligned(1), may_alias));
-  typedef uint32_t Words __attribute__((vector_size(kLine), aligned(1), may_alias));
-  for (int32_t i = 0; i < count; i += kLineWords) {
-    const Bytes first = *reinterpret_cast<const Bytes*>(a + i);
-    const Bytes second = *reinterpret_cast<const Bytes*>(b + i);
+// Byte by byte, four words at a time: twice as fast as channel by channel, which is what the
+// compiler makes vectors of.
+void Lighter::mapWords(Word* out, int32_t count, uint32_t top, Source a, Source b) noexcept {
+  constexpr int32_t kVectorWords = 4;
+  typedef uint8_t Bytes __attribute__((vector_size(16), aligned(1), may_alias));
+  typedef uint32_t Words __attribute__((vector_size(16), aligned(1), may_alias));
+  int32_t i = 0;
+  for (; i + kVectorWords <= count; i += kVectorWords) {
+    const Bytes first = *reinterpret_cast<const Bytes*>(a.words + i);
+    const Bytes second = *reinterpret_cast<const Bytes*>(b.words + i);
     const Bytes lighter = first > second ? first : second;
     *reinterpret_cast<Words*>(out + i) =
         (reinterpret_cast<const Words&>(lighter) & kColorBits) | top;
   }
-}
-
-void Lighter::run(Word* out, int32_t count, uint32_t top, Run a, Run b) noexcept {
-  const int32_t vectors = count / kLineWords * kLineWords;
-  lighterVectors(out, vectors, top, a.words, b.words);
-  mapRun(out + vectors, count - vectors, top, Lighter{}, Run{a.words + vectors},
-         Run{b.words + vectors});
+  for (; i < count; ++i) out[i] = Lighter{}(a.words[i], b.words[i]) | top;
 }
 
 bool sameSize(const ScopedReader& a, const ScopedReader& b) noexcept {
@@ -62,10 +58,9 @@ bool sameSize(const ScopedReader& a, const ScopedReader& b) noexcept {
 /// A picture of the first reader's size, from all of them pixel by pixel.
 template <typename F, typename... Others>
 REALpictureStruct* composed(F f, ScopedReader& first, Others&... others) noexcept {
-  ScopedWriter writer(first.width(), first.height());
-  if (!writer) return nullptr;
-  zipPixels(writer.editor(), wholeOf(writer.editor()), f, first.editor(), others.editor()...);
-  return writer.render();
+  return plainPicture(first, [&](PictureEditor& writer) {
+    zipPixels(writer, wholeOf(writer), f, first.editor(), others.editor()...);
+  });
 }
 
 REALpictureStruct* replaceChannel(REALpictureStruct* self, REALpictureStruct* channel,

@@ -3,7 +3,7 @@
 
 #include "operations/Operations.h"
 #include "pixels/Buffer.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -249,7 +249,7 @@ struct White {
 struct DrawCells {
   const Cells* cells;
 
-  void run(Word* out, int32_t count, uint32_t top) const noexcept {
+  void mapWords(Word* out, int32_t count, uint32_t top) const noexcept {
     drawCells(cells, count, out, top);
   }
 };
@@ -260,16 +260,17 @@ void drawBoxes(PictureEditor& writer, const Region& region, BoxFinder& finder) n
   }
   // A picture that the host made smaller than asked for holds no more.
   const Region drawn = region.intersect(wholeOf(writer));
-  Output output(writer, drawn);
+  const bool streamed = !drawn.empty() && isStreamed(writer, drawn);
   for (int32_t y = drawn.top; y < drawn.bottom; ++y) {
     seekRow(writer, y);
+    if (writer.row == nullptr) continue;
     const Cells* const cells = finder.boxes(y - region.top);
-    for (int32_t x = drawn.left; x < drawn.right;) {
+    for (int32_t x = drawn.left; x < drawn.right; x += kBlock) {
       const int32_t count = std::min(kBlock, drawn.right - x);
-      output.write(x, count, {}, DrawCells{cells + wordOf(x - drawn.left)});
-      x += count;
+      writePixels(writer, x, count, streamed, DrawCells{cells + wordOf(x - drawn.left)});
     }
   }
+  if (streamed) finishStreaming();
 }
 
 /// The limit of one byte per pixel and of a frame around the picture, in 32 bits.
@@ -285,16 +286,14 @@ REALpictureStruct* boxMask(REALpictureStruct* source, RegionOf regionOf) noexcep
   if (region.empty()) region = {0, 0, 0, 0};
   BoxFinder finder(region.right - region.left, region.bottom - region.top);
   if (!finder) return nullptr;
-  ScopedWriter writer(reader.width(), reader.height());
-  if (!writer) return nullptr;
-
-  scanRuns(reader.editor(), region, [&](const Word* words, int32_t count, int32_t x, int32_t y) {
-    classify(words, count, finder.colored(y - region.top) + wordOf(x - region.left));
-    return true;
+  return plainPicture(reader, [&](PictureEditor& writer) {
+    scanRows(reader.editor(), region, [&](const Word* words, int32_t count, int32_t x, int32_t y) {
+      classify(words, count, finder.colored(y - region.top) + wordOf(x - region.left));
+      return true;
+    });
+    finder.findAll();
+    drawBoxes(writer, region, finder);
   });
-  finder.findAll();
-  drawBoxes(writer.editor(), region, finder);
-  return writer.render();
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "operations/Operations.h"
 #include "pixels/ChannelTables.h"
 #include "pixels/Histogram.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -132,9 +132,6 @@ REALpictureStruct* ExtractColorZVK(REALpictureStruct* self, HostLong searchColor
       {colorBits(searchColor)}, colorBits(replaceWithColor), colorBits(backGroundColor)};
   ScopedReader reader(self);
   if (!reader) return nullptr;
-  // An opaque picture of two colours: never with an alpha channel.
-  ScopedWriter writer(reader.width(), reader.height());
-  if (!writer) return nullptr;
-  mapPixels(reader.editor(), writer.editor(), extract);
-  return writer.render();
+  return plainPicture(reader,
+                      [&](PictureEditor& writer) { mapPixels(reader.editor(), writer, extract); });
 }

@@ -1,6 +1,6 @@
 #include "operations/Operations.h"
 #include "picture/PictureHelpers.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -54,8 +54,8 @@ struct WithMask {
 template <typename F>
 struct WholeWords {
   F f;
-  void run(Word* out, int32_t count, uint32_t, Run words, Run masks) const noexcept {
-    mapRun(out, count, 0, f, words, masks);
+  void mapWords(Word* out, int32_t count, uint32_t, Source words, Source masks) const noexcept {
+    pixels::mapWords(out, count, 0, f, words, masks);
   }
 };
 
@@ -71,20 +71,17 @@ void writeMask(PictureEditor& target, PictureEditor& mask, uint32_t swapped) noe
 REALpictureStruct* GetEmbededMask(REALpictureStruct* self, HostBoolean swap) noexcept {
   ScopedReader reader(self);
   if (!reader) return nullptr;
-  ScopedWriter writer(reader.width(), reader.height());
-  if (!writer) return nullptr;
   const uint32_t swapped = swapBits(swap);
-  switch (reader.editor().pixelFormat) {
-    case kPixelFormatCairoARGB:
-      mapPixels(reader.editor(), writer.editor(), MaskOf<AlphaByte>{swapped});
-      break;
-    case kPixelFormatHostBuffer:
-      mapPixels(reader.editor(), writer.editor(), MaskOf<AlphaBits>{swapped});
-      break;
-    default:
-      mapPixels(reader.editor(), writer.editor(), MaskOf<NoAlpha>{swapped});
-  }
-  return writer.render();
+  return plainPicture(reader, [&](PictureEditor& writer) {
+    switch (reader.editor().pixelFormat) {
+      case kPixelFormatCairoARGB:
+        return mapPixels(reader.editor(), writer, MaskOf<AlphaByte>{swapped});
+      case kPixelFormatHostBuffer:
+        return mapPixels(reader.editor(), writer, MaskOf<AlphaBits>{swapped});
+      default:
+        return mapPixels(reader.editor(), writer, MaskOf<NoAlpha>{swapped});
+    }
+  });
 }
 
 void SetEmbededMask(REALpictureStruct* self, HostBoolean swap, REALpictureStruct* mask) noexcept {

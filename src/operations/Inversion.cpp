@@ -1,5 +1,5 @@
 #include "operations/Operations.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -11,10 +11,9 @@ struct Invert {
 
 struct InvertGray {
   uint32_t operator()(uint32_t word) const noexcept {
-    const uint32_t color = word & kColorBits;
-    // Exactly the grey pixels repeat their blue byte three times.
-    const bool grey = color == (word & 0xFF) * 0x010101U;
-    return grey ? color ^ kColorBits : color;
+    // Neighbouring channels of a grey pixel do not differ.
+    const bool grey = ((word ^ word >> 8) & 0xFFFF) == 0;
+    return (grey ? ~word : word) & kColorBits;
   }
 };
 

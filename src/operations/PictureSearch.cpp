@@ -12,7 +12,7 @@
 
 #include "operations/Operations.h"
 #include "pixels/Buffer.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -51,9 +51,9 @@ struct Differ {
   bool operator()(int32_t i) const noexcept { return ((a[i] ^ b[i]) & kColorBits) != 0; }
 };
 
-/// Pixels of rows of either storage are handled in runs of at most this.
-int32_t runLength(const PictureEditor& e, int32_t count) noexcept {
-  return isPacked(e) ? std::min(kBlock, count) : count;
+/// Pixels of rows of either storage are handled in stretches of at most this.
+int32_t stretchOf(const PictureEditor& e, int32_t count) noexcept {
+  return holdsTriples(e) ? std::min(kBlock, count) : count;
 }
 
 // --- Choice of the anchor -----------------------------------------------------------------------
@@ -72,7 +72,7 @@ void visitPieces(const PictureEditor& e, int32_t rows, int32_t columns, Visit vi
     const uint32_t fraction = static_cast<uint32_t>(i) * 0x9E3779B9U;
     const auto x = static_cast<int32_t>(int64_t{fraction} * (e.width - count + 1) >> 32);
     const uint8_t* row = rowAddress(e, y);
-    if (row != nullptr && !visit(readRun(e, row, x, count, block).words, count, x, y)) return;
+    if (row != nullptr && !visit(sourceAt(e, row, x, count, block).words, count, x, y)) return;
   }
 }
 
@@ -151,11 +151,11 @@ bool Search::rowMatches(int32_t x, const uint8_t* row, const uint8_t* needleRow)
   Word block[kBlock], needleBlock[kBlock];
   compared_ += kStartCost;
   const int32_t width = needle_.width;
-  const int32_t step = std::min(runLength(haystack_, width), runLength(needle_, width));
+  const int32_t step = std::min(stretchOf(haystack_, width), stretchOf(needle_, width));
   for (int32_t done = 0; done < width; done += step) {
     const int32_t count = std::min(step, width - done);
-    const Differ differ{readRun(haystack_, row, x + done, count, block).words,
-                        readRun(needle_, needleRow, done, count, needleBlock).words};
+    const Differ differ{sourceAt(haystack_, row, x + done, count, block).words,
+                        sourceAt(needle_, needleRow, done, count, needleBlock).words};
     const int32_t same = findFirst(count, differ);
     compared_ += same;
     if (same < count) return false;
@@ -176,10 +176,10 @@ Search::Outcome Search::scanRow(const Anchor& anchor, int32_t y, int64_t limit,
   Word block[kBlock];
   const uint8_t* row = rowAddress(haystack_, y + anchor.y);
   if (row == nullptr) return Outcome::kAbsent;
-  const int32_t step = runLength(haystack_, columns_);
+  const int32_t step = stretchOf(haystack_, columns_);
   for (int32_t first = 0; first < columns_; first += step) {
     const int32_t count = std::min(step, columns_ - first);
-    const Word* words = readRun(haystack_, row, first + anchor.x, count, block).words;
+    const Word* words = sourceAt(haystack_, row, first + anchor.x, count, block).words;
     for (int32_t i = 0;; ++i) {
       i += findFirst(count - i, HasColor{words + i, anchor.color});
       if (i >= count) break;
@@ -315,7 +315,7 @@ class WindowHashes {
  private:
   const Word* wordsOrZeros(const uint8_t* row, int32_t x, int32_t count,
                            Word* block) const noexcept {
-    if (row != nullptr) return readRun(e_, row, x, count, block).words;
+    if (row != nullptr) return sourceAt(e_, row, x, count, block).words;
     std::fill_n(block, count, 0);
     return block;
   }

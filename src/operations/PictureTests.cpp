@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "operations/Operations.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "frame/HostServices.h"
 #include "frame/ValueHelpers.h"
 #include "operations/Operations.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 int32_t gOutLineColorR;
 int32_t gOutLineColorG;
@@ -41,7 +41,7 @@ void BlendOutlinePixel(PictureEditor& writer, int32_t x, int32_t y, int32_t weig
   const auto mix = [=](uint32_t word) {
     return mixed(outline, word, static_cast<uint32_t>(weight));
   };
-  if (pixels::isPacked(writer)) {
+  if (pixels::holdsTriples(writer)) {
     uint8_t* const triple = row + static_cast<ptrdiff_t>(x) * 3;
     const pixels::Rgb color = pixels::unpack(mix(pixels::pack({triple[0], triple[1], triple[2]})));
     triple[0] = static_cast<uint8_t>(color.red);
@@ -269,9 +269,10 @@ void drawBands(PictureEditor& writer, const Columns& columns, int32_t centre, ui
       bottoms[i] = static_cast<uint32_t>(std::max({a, b, centre}));
     }
     seekRow(writer, 0);
-    Output output(writer, {left, 0, left + count, writer.height});
     for (int32_t y = 0; y < writer.height; ++y, NextRow(writer)) {
-      output.write(left, count, {}, BandRow{y, fore, back}, Run{tops}, Run{bottoms});
+      if (writer.row == nullptr) continue;
+      writePixels(writer, left, count, false, BandRow{y, fore, back}, Source{tops},
+                  Source{bottoms});
     }
   }
 }

@@ -1,8 +1,7 @@
 #include <algorithm>
 
 #include "operations/Operations.h"
-#include "pixels/Channels.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -13,17 +12,19 @@ using namespace pixels;
 constexpr int32_t kFullFactor = 255 * 255;
 
 /// (v - mean) * factor / 255 truncates toward zero. It is computed in single precision, exactly:
-/// the quotient is a multiple of 1/255, the rounding error below 512 is less than 1/10,000, and
-/// half a step away from zero lifts every quotient clear of the integer below it. Beyond 512, where
-/// the error may be larger, the channel is driven to 0 or 255 either way.
+/// the factor is rounded away from zero, so a product that is a whole number never falls short of
+/// it, and below 512 no error is as large as 1/255, the distance of all others from the next whole
+/// number. Beyond 512, where it may be, the channel is driven to 0 or 255 either way.
 struct Saturation {
   float factor;  ///< 1 changes nothing
 
+  explicit Saturation(int64_t in255ths) noexcept {
+    // Half of the least difference of two numbers more, then rounded: never nearer to zero.
+    constexpr double kAway = 1 + 0x1p-24;
+    factor = static_cast<float>(static_cast<double>(in255ths) / 255 * kAway);
+  }
   [[nodiscard]] int32_t channel(int32_t v, int32_t mean) const noexcept {
-    constexpr float kHalfStep = 0.5F / 255;
-    const float quotient = static_cast<float>(v - mean) * factor;
-    const float lifted = quotient + __builtin_copysignf(kHalfStep, quotient);
-    return clampedChannel(mean + static_cast<int32_t>(lifted));
+    return clampedChannel(mean + static_cast<int32_t>(static_cast<float>(v - mean) * factor));
   }
   uint32_t operator()(uint32_t word) const noexcept {
     const Rgb v = unpack(word);
@@ -37,5 +38,5 @@ struct Saturation {
 
 REALpictureStruct* SaturationPicture(REALpictureStruct* self, HostLong amount) noexcept {
   const int64_t factor = std::clamp<int64_t>(int64_t{amount} + 255, -kFullFactor, kFullFactor);
-  return mappedPicture(self, Saturation{static_cast<float>(factor) / 255});
+  return mappedPicture(self, Saturation(factor));
 }

@@ -6,7 +6,7 @@
 #include "operations/Operations.h"
 #include "picture/PictureHelpers.h"
 #include "pixels/Buffer.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 

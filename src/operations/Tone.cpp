@@ -1,11 +1,14 @@
+#include <cmath>
+#include <limits>
+
 #include "operations/Operations.h"
-#include "pixels/ChannelTables.h"
-#include "pixels/Channels.h"
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
 using namespace pixels;
+
+constexpr int32_t kLevels = 256;
 
 /// A value for each channel.
 struct PerChannel {
@@ -14,7 +17,10 @@ struct PerChannel {
   static constexpr PerChannel same(double value) { return {value, value, value}; }
 };
 
-// Each curve maps a channel value to a value that is not yet converted to a channel.
+// --- Curves -------------------------------------------------------------------------------------
+
+// Each curve maps a channel value to a value that is not yet converted to a channel. All of them
+// are straight lines.
 
 struct LinearBrightness {
   double scale, offset;
@@ -35,11 +41,7 @@ struct Contrast {
   double factor;
 
   explicit Contrast(double contrast) noexcept : factor(contrast + 1) {}
-  // From an integer channel, the difference is taken before the conversion.
-  template <typename V>
-  double operator()(V v) const noexcept {
-    return 127 + (v - 127) * factor;
-  }
+  double operator()(double v) const noexcept { return 127 + (v - 127) * factor; }
 };
 
 struct Linear {
@@ -48,34 +50,181 @@ struct Linear {
   double operator()(double v) const noexcept { return a * v + b; }
 };
 
-template <typename First, typename Second>
-struct Then {
-  First first;
-  Second second;
+template <typename Brightness>
+struct ContrastThen {
+  Contrast contrast;
+  Brightness brightness;
 
-  double operator()(int32_t v) const noexcept { return second(first(v)); }
+  double operator()(double v) const noexcept { return brightness(contrast(v)); }
 };
 
-/// One curve per channel, and the conversion of its values.
-template <typename Rule, typename Curve>
-struct ToneKernel {
-  Curve red, green, blue;
+// --- Conversion to channels ---------------------------------------------------------------------
 
-  uint32_t operator()(uint32_t word) const noexcept {
-    const Rgb v = unpack(word);
-    return pack({Rule::any(red(v.red)), Rule::any(green(v.green)), Rule::any(blue(v.blue))});
+// A rule turns any computed value into a whole number: truncation toward zero, which saturates (NaN
+// gives 0). `kept` leaves the channel of a number in 65536ths in its bits 16 to 23.
+
+/// Clamps to 0..255.
+struct Clamping {
+  static constexpr bool kClamps = true;
+
+  static int32_t whole(double value) noexcept {
+    // The comparisons are false for NaN.
+    const double positive = value > 0.0 ? value : 0.0;
+    return static_cast<int32_t>(positive < 255.0 ? positive : 255.0);
+  }
+  static int32_t kept(int32_t parts) noexcept {
+    return std::min(std::max(parts, 0), (kLevels << 16) - 1);
   }
 };
 
+/// Keeps the low 8 bits.
+struct Wrapping {
+  static constexpr bool kClamps = false;
+
+  static int32_t whole(double value) noexcept {
+    const double number = value == value ? value : 0.0;
+    const double high = number < 2147483647.0 ? number : 2147483647.0;
+    return static_cast<int32_t>(high > -2147483648.0 ? high : -2147483648.0);
+  }
+  static int32_t kept(int32_t parts) noexcept { return parts; }
+};
+
+/// A curve whose values are lifted away from zero by more than their rounding error, and by far
+/// less than anything else. So a value that is a whole number but for rounding gives that number.
+template <typename Curve, typename Rule>
+struct Channel {
+  Curve curve;
+  double lift;
+
+  explicit Channel(const Curve& c) noexcept : curve(c) {
+    // Where values are huge, those that matter, next to a pivot, are exact.
+    constexpr double kRounding = 0x1p-50, kLargest = 0x1p30;
+    const double ends = std::max(std::abs(curve(0)), std::abs(curve(kLevels - 1)));
+    const double size = ends < kLargest ? ends : kLargest;
+    lift = std::max(size, 255.0) * kRounding;
+  }
+  [[nodiscard]] int32_t whole(int32_t v) const noexcept {
+    const double value = curve(v);
+    return Rule::whole(value + __builtin_copysign(lift, value));
+  }
+};
+
+/// One curve per channel by the formula itself.
+template <typename Curve, typename Rule>
+struct Formula {
+  Channel<Curve, Rule> red, green, blue;
+
+  uint32_t operator()(uint32_t word) const noexcept {
+    const Rgb v = unpack(word);
+    return pack({red.whole(v.red) & 0xFF, green.whole(v.green) & 0xFF, blue.whole(v.blue) & 0xFF});
+  }
+};
+
+// --- Curves in whole numbers --------------------------------------------------------------------
+
+/// The line (v * slope + start) >> 16.
+struct Line {
+  int32_t slope, start;
+
+  [[nodiscard]] int32_t operator()(int32_t v) const noexcept { return v * slope + start; }
+};
+
+constexpr int32_t kOne = 1 << 16;
+/// So steep that no product of a level leaves 32 bits.
+constexpr int32_t kSteepest = 120 * kOne;
+
+/// Where a line must start to meet the curve.
+struct Bounds {
+  int32_t lowest, highest;
+
+  [[nodiscard]] bool meet() const noexcept { return lowest <= highest; }
+};
+
+using Levels = int32_t[kLevels];
+
+template <typename Curve, typename Rule>
+ZVK_CLONES void findLevels(const Channel<Curve, Rule>& channel, Levels& levels) noexcept {
+  for (int32_t v = 0; v < kLevels; ++v) levels[v] = channel.whole(v);
+}
+
+/// The starts with which a line of this slope gives these numbers. Beyond where clamping begins,
+/// one bound is enough.
+template <typename Rule>
+ZVK_CLONES Bounds boundsOf(const Levels& levels, int32_t slope, Rule) noexcept {
+  constexpr int32_t kLowest = -(1 << 30), kHighest = 1 << 30;
+  Levels lowest, highest;
+  for (int32_t v = 0; v < kLevels; ++v) {
+    const int32_t start = levels[v] * kOne - v * slope;
+    lowest[v] = Rule::kClamps && levels[v] <= 0 ? kLowest : start;
+    highest[v] = Rule::kClamps && levels[v] >= 255 ? kHighest : start + kOne - 1;
+  }
+  Bounds bounds{kLowest, kHighest};
+  for (int32_t v = 0; v < kLevels; ++v) {
+    bounds.lowest = std::max(bounds.lowest, lowest[v]);
+    bounds.highest = std::min(bounds.highest, highest[v]);
+  }
+  return bounds;
+}
+
+/// Finds the line that meets the curve at all levels, if there is one.
+template <typename Curve, typename Rule>
+bool findLine(const Channel<Curve, Rule>& channel, Line& line) noexcept {
+  constexpr double kLargest = 1 << 14;
+  const double first = channel.curve(0), last = channel.curve(kLevels - 1);
+  // False, too, for what is not a number.
+  if (!(std::abs(first) < kLargest && std::abs(last) < kLargest)) return false;
+  const double slope = (last - first) / (kLevels - 1) * kOne;
+  if (std::abs(slope) > kSteepest) return false;
+  line.slope = static_cast<int32_t>(slope + __builtin_copysign(0.5, slope));
+  Levels levels;
+  findLevels(channel, levels);
+  const Bounds bounds = boundsOf(levels, line.slope, Rule{});
+  if (!bounds.meet()) return false;
+  line.start = bounds.lowest + (bounds.highest - bounds.lowest) / 2;
+  return true;
+}
+
+template <typename Rule>
+struct Lines {
+  Line red, green, blue;
+
+  uint32_t operator()(uint32_t word) const noexcept {
+    const Rgb v = unpack(word);
+    const auto kept = [](int32_t parts) { return static_cast<uint32_t>(Rule::kept(parts)); };
+    return (kept(red(v.red)) & 0xFF0000) | (kept(green(v.green)) >> 8 & 0xFF00) |
+           (kept(blue(v.blue)) >> 16 & 0xFF);
+  }
+};
+
+// --- Frames -------------------------------------------------------------------------------------
+
+/// By lines if they meet the curves; where there are few pixels, it takes longer to find them.
 template <typename Rule, typename Curve>
-REALpictureStruct* toned(REALpictureStruct* self, Curve red, Curve green, Curve blue) noexcept {
-  const ToneKernel<Rule, Curve> kernel{red, green, blue};
-  return writtenPicture(self, [=](PictureEditor& reader, PictureEditor& writer) {
-    mapChannels(reader, writer, kernel);
+void mapTones(PictureEditor& reader, PictureEditor& writer, const Curve& red, const Curve& green,
+              const Curve& blue) noexcept {
+  constexpr int64_t kFew = 4 * kLevels;
+  const Formula<Curve, Rule> formula{Channel<Curve, Rule>(red), Channel<Curve, Rule>(green),
+                                     Channel<Curve, Rule>(blue)};
+  Lines<Rule> lines;
+  const bool found = int64_t{writer.width} * writer.height > kFew &&
+                     findLine(formula.red, lines.red) && findLine(formula.green, lines.green) &&
+                     findLine(formula.blue, lines.blue);
+  if (found) {
+    mapPixels(reader, writer, lines);
+  } else {
+    mapPixels(reader, writer, formula);
+  }
+}
+
+template <typename Rule, typename Curve>
+REALpictureStruct* toned(REALpictureStruct* self, const Curve& red, const Curve& green,
+                         const Curve& blue) noexcept {
+  return writtenPicture(self, [&](PictureEditor& reader, PictureEditor& writer) {
+    mapTones<Rule>(reader, writer, red, green, blue);
   });
 }
 
-template <typename Curve, typename Rule = ClampingRule>
+template <typename Curve, typename Rule = Clamping>
 REALpictureStruct* toned(REALpictureStruct* self, PerChannel k) noexcept {
   return toned<Rule>(self, Curve{k.red}, Curve{k.green}, Curve{k.blue});
 }
@@ -83,20 +232,20 @@ REALpictureStruct* toned(REALpictureStruct* self, PerChannel k) noexcept {
 /// Contrast followed by a brightness curve.
 template <typename Brightness>
 REALpictureStruct* toned(REALpictureStruct* self, PerChannel k, PerChannel b) noexcept {
-  using Both = Then<Contrast, Brightness>;
-  return toned<ClampingRule>(self, Both{Contrast{k.red}, Brightness{b.red}},
-                             Both{Contrast{k.green}, Brightness{b.green}},
-                             Both{Contrast{k.blue}, Brightness{b.blue}});
+  using Both = ContrastThen<Brightness>;
+  return toned<Clamping>(self, Both{Contrast{k.red}, Brightness{b.red}},
+                         Both{Contrast{k.green}, Brightness{b.green}},
+                         Both{Contrast{k.blue}, Brightness{b.blue}});
 }
 
 }  // namespace
 
 REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self, double b) noexcept {
-  return toned<LinearBrightness, WrappingRule>(self, PerChannel::same(b));
+  return toned<LinearBrightness, Wrapping>(self, PerChannel::same(b));
 }
 REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* self, double br, double bg,
                                          double bb) noexcept {
-  return toned<LinearBrightness, WrappingRule>(self, {br, bg, bb});
+  return toned<LinearBrightness, Wrapping>(self, {br, bg, bb});
 }
 
 REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* self, double b) noexcept {
@@ -137,5 +286,5 @@ REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* self, double
 
 REALpictureStruct* TransformPicture(REALpictureStruct* self, double a, double b) noexcept {
   const Linear curve{a, b};
-  return toned<ClampingRule>(self, curve, curve, curve);
+  return toned<Clamping>(self, curve, curve, curve);
 }

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "pixels/PixelRows.h"
+#include "pixels/Pixels.h"
 
 namespace pixels {
 

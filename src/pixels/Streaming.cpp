@@ -2,9 +2,6 @@
 
 #include <sys/mman.h>
 
-#include <algorithm>
-#include <cstring>
-
 // Newer than the headers that this may be built with.
 #if !defined(MADV_POPULATE_WRITE)
 #define MADV_POPULATE_WRITE 23
@@ -14,16 +11,11 @@ namespace pixels {
 
 namespace {
 
-#if defined(ZVK_STREAM_ALL)
-// A build for tests, in which every result takes this way.
-constexpr int64_t kStreamedBytes = 1, kStreamedRow = 1;
-#else
 /// Results from this many bytes on are streamed. Of smaller ones a cache still holds a part when
 /// the program looks at them.
 constexpr int64_t kStreamedBytes = 16 << 20;
 /// Of shorter rows too little is whole cache lines.
 constexpr int64_t kStreamedRow = 2048;
-#endif
 
 uint8_t* pageOf(uint8_t* address) noexcept {
   constexpr uintptr_t kPage = 4096;
@@ -43,30 +35,17 @@ bool populate(uint8_t* start, int64_t bytes) noexcept {
 
 }  // namespace
 
-bool prepareStreaming(const Result& result) noexcept {
-  if (result.usedBytes < kStreamedRow || result.usedBytes * result.rows < kStreamedBytes) {
-    return false;
-  }
-  const int64_t bytes = (result.rows - 1) * result.rowBytes + result.usedBytes;
+bool prepareStreaming(const StreamedRows& rows) noexcept {
+  if (rows.usedBytes < kStreamedRow || rows.usedBytes * rows.rows < kStreamedBytes) return false;
+  if (reinterpret_cast<uintptr_t>(rows.start) % 4 != 0 || rows.rowBytes % 4 != 0) return false;
+  const int64_t bytes = (rows.rows - 1) * rows.rowBytes + rows.usedBytes;
   // Memory is used from its start on, so a few pages tell whether all of it was.
-  const bool used = isResident(result.start) && isResident(result.start + bytes / 2) &&
-                    isResident(result.start + bytes - 1);
+  const bool used = isResident(rows.start) && isResident(rows.start + bytes / 2) &&
+                    isResident(rows.start + bytes - 1);
   // Where only a part of each row is written, the rest might never be needed.
   constexpr int64_t kPadding = 64;
-  const bool wholeRows = result.usedBytes + kPadding > result.rowBytes;
-  return used || (wholeRows && populate(result.start, bytes));
-}
-
-void streamBlock(uint8_t* out, const void* block, int32_t bytes, Sources sources) noexcept {
-  const auto* from = static_cast<const uint8_t*>(block);
-  const int32_t head = std::min((kLine - pastLine(out)) % kLine, bytes);
-  memcpy(out, from, static_cast<size_t>(head));
-  int32_t i = head;
-  for (; i + kLine <= bytes; i += kLine) {
-    streamLine(out + i, from + i);
-    for (const uint8_t* source : sources) fetchAhead(source + i - head);
-  }
-  memcpy(out + i, from + i, static_cast<size_t>(bytes - i));
+  const bool wholeRows = rows.usedBytes + kPadding > rows.rowBytes;
+  return used || (wholeRows && populate(rows.start, bytes));
 }
 
 }  // namespace pixels

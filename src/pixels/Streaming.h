@@ -8,27 +8,26 @@
 #include <emmintrin.h>
 
 #include <cstdint>
-#include <initializer_list>
 
 namespace pixels {
 
 inline constexpr int32_t kLine = 64;  ///< bytes of a cache line
 
-/// How far behind its address the offset lies from the start of a cache line.
-inline int32_t pastLine(const void* address) noexcept {
-  return static_cast<int32_t>(reinterpret_cast<uintptr_t>(address) % kLine);
+/// Words from this address to the next cache line; 0 where one begins.
+inline int32_t wordsToLine(const void* address) noexcept {
+  return static_cast<int32_t>(-reinterpret_cast<uintptr_t>(address) % kLine / 4);
 }
 
 /// What is to be written: the first `usedBytes` bytes of rows that follow each other.
-struct Result {
+struct StreamedRows {
   uint8_t* start;
   int64_t rowBytes, usedBytes, rows;
 };
 
-/// Whether a result should be streamed: it is large, and its memory is there. Where all of the rows
-/// will be written and their pages have yet to be handed out, the system is asked for them at once;
-/// they keep what they hold.
-bool prepareStreaming(const Result& result) noexcept;
+/// Whether rows should be streamed: they are large, their words begin where cache lines can, and
+/// their memory is there. Where all of the rows will be written and their pages have yet to be
+/// handed out, the system is asked for them at once; they keep what they hold.
+bool prepareStreaming(const StreamedRows& rows) noexcept;
 
 /// To be called before others may look at what was streamed.
 inline void finishStreaming() noexcept { _mm_sfence(); }
@@ -36,16 +35,15 @@ inline void finishStreaming() noexcept { _mm_sfence(); }
 /// Writes a cache line. `out` is the start of one.
 [[gnu::always_inline]] inline void streamLine(void* out, const void* bytes) noexcept {
   auto* to = static_cast<__m128i*>(out);
-  const auto* from = static_cast<const __m128i_u*>(bytes);
-  for (int i = 0; i < 4; ++i) _mm_stream_si128(to + i, _mm_loadu_si128(from + i));
+  const auto* from = static_cast<const __m128i*>(bytes);
+  for (int i = 0; i < 4; ++i) _mm_stream_si128(to + i, _mm_load_si128(from + i));
 }
 
 /// Fetches what a source holds 4 KiB further on, whatever is there: nothing is read.
 [[gnu::always_inline]] inline void fetchAhead(const void* source) noexcept {
   constexpr uintptr_t kAhead = 4096;
   // As a number: the address may lie behind the end of the source.
-  const auto address = reinterpret_cast<uintptr_t>(source) + kAhead;
-  _mm_prefetch(reinterpret_cast<const char*>(address), _MM_HINT_T0);
+  __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(source) + kAhead));
 }
 
 /// Whether a loop that streams to `out` what it makes of `source` would stall. Processors take a
@@ -58,11 +56,5 @@ inline bool stallsOn(const void* out, const void* source) noexcept {
   const auto to = reinterpret_cast<uintptr_t>(out), from = reinterpret_cast<uintptr_t>(source);
   return (to - from) % kCompared - 1 < 2 * kLine - 1;
 }
-
-/// Where a block's sources are.
-using Sources = std::initializer_list<const uint8_t*>;
-
-/// Copies a finished block to its place, and fetches ahead in its sources.
-void streamBlock(uint8_t* out, const void* block, int32_t bytes, Sources sources) noexcept;
 
 }  // namespace pixels
