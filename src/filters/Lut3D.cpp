@@ -6,7 +6,8 @@ namespace {
 
 using namespace pixels;
 
-constexpr int32_t kBlueStep = Lut3DData::kChannels;
+// In points of the grid, each of which holds a double for each channel.
+constexpr int32_t kBlueStep = 1;
 constexpr int32_t kGreenStep = Lut3DData::kAxis * kBlueStep;
 constexpr int32_t kRedStep = Lut3DData::kAxis * kGreenStep;
 
@@ -20,7 +21,8 @@ double* entryOf(REALobjectStruct* instance, HostLong r, HostLong g, HostLong b,
   const auto within = [](HostLong index, int count) { return index >= 0 && index < count; };
   const auto onAxis = [&](HostLong index) { return within(index, Lut3DData::kAxis); };
   if (!onAxis(r) || !onAxis(g) || !onAxis(b) || !within(x, Lut3DData::kChannels)) return nullptr;
-  return &dataOf(instance).table[r * kRedStep + g * kGreenStep + b * kBlueStep + x];
+  const HostLong point = r * kRedStep + g * kGreenStep + b * kBlueStep;
+  return &dataOf(instance).table[point * Lut3DData::kChannels + x];
 }
 
 }  // namespace

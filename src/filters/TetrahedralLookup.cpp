@@ -29,50 +29,60 @@ struct Block {
   alignas(64) int32_t sums[kPixels * kVector];    ///< red, green, blue, and one without a meaning
 };
 
-/// One axis of a pixel: how far it is from the point below it, and the step to the point above. As
-/// one number, axes are put in order by their fractions without a branch.
-struct Axis {
-  static constexpr int kStepBits = 10;
-  static constexpr uint16_t kStep = (1 << kStepBits) - 1;
+/// Where a level lies on an axis: the point below it, how far above that, in seventeenths, and the
+/// step to the point above. There is none beyond the last point, where its weight is 0.
+struct Level {
+  uint16_t point, fraction, step;
 
-  uint16_t point, key;
-
-  Axis(uint32_t level, uint16_t step) noexcept {
-    const auto value = static_cast<uint16_t>(level & 0xFF);
+  Level(uint32_t word, uint16_t axisStep) noexcept {
+    const auto value = static_cast<uint16_t>(word & 0xFF);
     point = value / kSpacing;
-    const int fraction = value - point * kSpacing;
-    // There is no point beyond the last one; its weight is 0 there.
-    key = static_cast<uint16_t>(fraction << kStepBits | (value < 255 ? step : 0));
+    fraction = static_cast<uint16_t>(value - point * kSpacing);
+    step = value < 255 ? axisStep : uint16_t{0};
   }
 };
 
+constexpr int kRankBits = 2, kStepBits = 9;
+
+/// A level as one number, so that axes are put in order without a branch: by fraction, then by
+/// rank.
+uint16_t keyOf(const Level& level, uint16_t rank) noexcept {
+  return static_cast<uint16_t>(level.fraction << (kRankBits + kStepBits) | rank << kStepBits |
+                               level.step);
+}
+
+constexpr uint16_t fractionOf(uint16_t key) noexcept { return key >> (kRankBits + kStepBits); }
+constexpr uint16_t stepOf(uint16_t key) noexcept { return key & ((1 << kStepBits) - 1); }
+
 /// Finds each pixel's tetrahedron: the way along the cube's edges from low to high goes by the axis
-/// of the largest fraction first, by that of the smallest one last. All steps are on 16-bit numbers
-/// and free of branches, so that they run on as many pixels at once as the processor's vectors
-/// hold.
+/// of the largest fraction first, by that of the smallest one last. Which one comes first of equal
+/// ones decides what has the weight 0, and counts where that is not a number. All steps are on
+/// 16-bit numbers and free of branches, so that they run on as many pixels at once as the
+/// processor's vectors hold.
 ZVK_INLINE void findCorners(const TetrahedralLookup& grid, const Word* in, Block& block) {
   const auto number = [](int value) { return static_cast<uint16_t>(value); };
   for (int32_t i = 0; i < kPixels; ++i) {
-    const Axis red(in[i] >> 16, grid.redStep), green(in[i] >> 8, grid.greenStep),
+    const Level red(in[i] >> 16, grid.redStep), green(in[i] >> 8, grid.greenStep),
         blue(in[i], grid.blueStep);
-    const uint16_t first = std::max(red.key, std::max(green.key, blue.key));
-    const uint16_t last = std::min(red.key, std::min(green.key, blue.key));
-    const uint16_t middle = number(red.key + green.key + blue.key - first - last);
-    const uint16_t largest = first >> Axis::kStepBits, smallest = last >> Axis::kStepBits,
-                   between = middle >> Axis::kStepBits;
+    const uint16_t blueRank = red.fraction > green.fraction ? uint16_t{3} : uint16_t{0};
+    const uint16_t redKey = keyOf(red, 1), greenKey = keyOf(green, 2),
+                   blueKey = keyOf(blue, blueRank);
+    const uint16_t first = std::max(redKey, std::max(greenKey, blueKey));
+    const uint16_t last = std::min(redKey, std::min(greenKey, blueKey));
+    const uint16_t middle = number(redKey + greenKey + blueKey - first - last);
 
     const uint16_t low = number(red.point * grid.redStep + green.point * grid.greenStep +
                                 blue.point * grid.blueStep);
-    const uint16_t second = number(low + (first & Axis::kStep));
-    const uint16_t third = number(second + (middle & Axis::kStep));
-    block.places[0][i] = low;
-    block.places[1][i] = second;
-    block.places[2][i] = third;
-    block.places[3][i] = number(third + (last & Axis::kStep));
-    block.parts[0][i] = number(kSpacing - largest);
-    block.parts[1][i] = number(largest - between);
-    block.parts[2][i] = number(between - smallest);
-    block.parts[3][i] = smallest;
+    const uint16_t second = number(low + stepOf(first)), third = number(second + stepOf(middle)),
+                   high = number(third + stepOf(last));
+    block.places[0][i] = number(low * kOutputs);
+    block.places[1][i] = number(second * kOutputs);
+    block.places[2][i] = number(third * kOutputs);
+    block.places[3][i] = number(high * kOutputs);
+    block.parts[0][i] = number(kSpacing - fractionOf(first));
+    block.parts[1][i] = number(fractionOf(first) - fractionOf(middle));
+    block.parts[2][i] = number(fractionOf(middle) - fractionOf(last));
+    block.parts[3][i] = fractionOf(last);
   }
   for (int32_t corner = 0; corner < kCorners; ++corner) {
     for (int32_t i = 0; i < kPixels; ++i) block.weights[corner][i] = block.parts[corner][i];
@@ -163,7 +173,7 @@ TetrahedralLookup::TetrahedralLookup(const double* grid, int32_t red, int32_t gr
   // To look at the whole grid does not pay for few pixels.
   constexpr int64_t kFew = 4096;
   const int32_t last = kPoints - 1;
-  tame = pixels > kFew && isTame(points, last * (red + green + blue) + kOutputs + 1);
+  tame = pixels > kFew && isTame(points, (last * (red + green + blue) + 1) * kOutputs);
 }
 
 void TetrahedralLookup::mapWords(Word* out, int32_t count, uint32_t top, Source in) const noexcept {

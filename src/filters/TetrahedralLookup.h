@@ -22,10 +22,10 @@ namespace filters {
 /// is not a number, so these come out 0.
 struct TetrahedralLookup {
   const double* points;  ///< at least one more double follows each point that is read
-  uint16_t redStep, greenStep, blueStep;  ///< doubles from one point to the next along each axis
+  uint16_t redStep, greenStep, blueStep;  ///< points from one to the next along each axis
   bool tame;                              ///< no value is so large that sums leave the integers
 
-  /// For a grid with these steps, each below 1024, and about so many pixels.
+  /// For a grid with these steps, each below 512, and about so many pixels.
   TetrahedralLookup(const double* grid, int32_t red, int32_t green, int32_t blue,
                     int64_t pixels) noexcept;
 

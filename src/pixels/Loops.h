@@ -133,15 +133,22 @@ void applyKernel(Word* out, int32_t count, uint32_t top, F f, Sources... in) noe
   }
 }
 
+namespace {
+
+struct Same {
+  uint32_t operator()(uint32_t word) const noexcept { return word; }
+};
+
+}  // namespace
+
 /// The same by way of blocks, for kernels that have nothing but a loop of their own.
 template <typename F, typename... Sources>
 void streamBlocks(Word* out, int32_t count, uint32_t top, F f, Sources... in) noexcept {
-  const auto same = [](uint32_t word) noexcept { return word; };
   alignas(kLine) uint32_t block[kBlock];
   for (int32_t i = 0; i < count; i += kBlock) {
     const int32_t length = std::min(kBlock, count - i);
     f.mapWords(block, length, top, Source{in.words + i}...);
-    streamWords(out + i, length, 0, same, Source{block});
+    streamWords(out + i, length, 0, Same{}, Source{block});
   }
 }
 
@@ -160,8 +167,8 @@ ZVK_CLONES uint32_t countWords(const Word* words, int32_t count, F f) noexcept {
 
 // --- Drivers ------------------------------------------------------------------------------------
 
-/// Writes f(a, b, ...) of the sources to `count` pixels of the current row from column x on; at most
-/// kBlock where these are triples. What was streamed must be finished.
+/// Writes f(a, b, ...) of the sources to `count` pixels of the current row from column x on; at
+/// most kBlock where these are triples. What was streamed must be finished.
 template <typename F, typename... Sources>
 void writePixels(PictureEditor& writer, int32_t x, int32_t count, bool streamed, F f,
                  Sources... in) noexcept {
