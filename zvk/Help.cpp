@@ -1,6 +1,7 @@
 // zvk help: what the reference says about methods and classes.
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "Describe.h"
 #include "Terminal.h"
@@ -55,8 +56,13 @@ ordered_json toJson(const Entry& entry) {
   if (const auto declaration = grammar::parse(entry.declaration); declaration && !entry.isClass()) {
     json["parameters"] = parametersOf(*declaration, &entry);
   }
-  for (const char* title : {"Formula", "Result", "Failures", "Storages", "Speed", "See also"}) {
-    if (const std::string text = entry.section(title); !text.empty()) json[title] = text;
+  constexpr std::pair<const char*, const char*> kSections[] = {
+      {"formula", "Formula"},   {"result", "Result"},     {"beware", "Beware"},
+      {"failures", "Failures"}, {"storages", "Storages"}, {"speed", "Speed"},
+      {"seeAlso", "See also"},
+  };
+  for (const auto& [key, title] : kSections) {
+    if (const std::string text = entry.section(title); !text.empty()) json[key] = text;
   }
   json["examples"] = ordered_json::array();
   for (const Block& block : entry.blocks) {
