@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Makes the tables and the plot from the benchmark's JSON output.
 
-usage: report.py RESULTS.json RESULTS.md [--document FILE.md] [--plot FILE.svg]
+usage: report.py RESULTS.json RESULTS.md [--native NATIVE.json] [--document FILE.md] [--plot FILE.svg]
 
---document replaces the table between the markers in FILE.md; --plot draws the main rows.
+RESULTS.json is of the library that ships; NATIVE.json, of the x86-64 build, adds its times and those
+of 64-bit peers. --document replaces the table between the markers in FILE.md; --plot draws the main
+rows.
 """
 import argparse
 import json
@@ -17,8 +19,8 @@ class Row:
     """One benchmark: an operation on a picture in a storage."""
 
     def __init__(self, record):
-        name = record["name"].split("/iterations")[0]
-        parts = name.split("/")
+        self.name = record["name"].split("/iterations")[0]
+        parts = self.name.split("/")
         self.operation, self.size, self.scene, self.storage = parts[:4]
         self.as_is = "as is" in parts
         self.label = record.get("label", "")
@@ -29,6 +31,17 @@ class Row:
         self.peers = self.named(record, "peer: ")
         self.asides = self.named(record, "aside: ")
         self.differences = self.named(record, "difference: ")
+        self.native_ns = 0
+
+    def add_native(self, other):
+        """The same row of the x86-64 build. Of a peer that is there in both widths, its best."""
+        self.native_ns = other.ns
+        for own, theirs in ((self.peers, other.peers), (self.asides, other.asides)):
+            for name, ns in theirs.items():
+                # Bounds are those of the same process.
+                if not own.get(name) or (not name.endswith(" alone") and 0 < ns < own[name]):
+                    own[name] = ns
+        self.differences = {**other.differences, **self.differences}
 
     @staticmethod
     def named(record, prefix):
@@ -51,17 +64,31 @@ class Row:
         measured = {k: v for k, v in self.peers.items() if v > 0}
         return min(measured.items(), key=lambda p: p[1]) if measured else None
 
-    def verdict(self):
-        if not self.there or not (self.goal or self.goal_ns):
-            return ""
-        unit, goal, sign = (1, self.goal_ns, " ns") if self.goal_ns else (self.memcpy, self.goal, "")
+    def same_result(self, peer):
+        return not self.differences.get(peer)
+
+    @property
+    def unit(self):
+        """What a goal is a multiple of."""
+        return 1 if self.goal_ns else self.memcpy
+
+    @property
+    def misses(self):
+        goal = self.goal_ns or self.goal
         # As it is shown.
-        value = round(self.ns / unit, 2)
-        if value <= goal:
-            return "met"
-        name, bound = self.bound()
-        reason = f"; {name} takes {bound / unit:.2f}{sign}" if bound else ""
-        return f"no, {value / goal:.2f} × the goal{reason}"
+        return self.there and goal > 0 and round(self.ns / self.unit, 2) > goal
+
+    def remarks(self):
+        found = []
+        if self.misses:
+            name, bound = self.bound()
+            reason = f", where {name} takes {bound / self.unit:.2f}" if bound else ""
+            found.append(f"{self.size}: {self.ns / self.unit / (self.goal_ns or self.goal):.2f} × "
+                         f"the goal{reason}")
+        best = self.best_peer()
+        if self.there and best and best[1] < self.ns and not self.same_result(best[0]):
+            found.append(f"{self.size}: {best[0]} rounds otherwise")
+        return found
 
 
 def number(value):
@@ -76,7 +103,7 @@ def table(head, rows):
     if not rows:
         return ""
     lines = ["| " + " | ".join(head) + " |",
-             "|" + "|".join(" --- " if i < 2 else " ---: " for i in range(len(head))) + "|"]
+             "|" + "|".join(" --- " if i < 1 else " ---: " for i in range(len(head))) + "|"]
     lines += ["| " + " | ".join(row) + " |" for row in rows]
     return "\n".join(lines) + "\n"
 
@@ -96,21 +123,36 @@ def peer_cells(row):
     return [f"{name}, {number(ns)}{missing}", ratio(row.ns / ns) if row.there else ""]
 
 
-def goal_cell(row):
-    if row.goal_ns:
-        return f"{row.goal_ns:g} ns"
-    return f"{row.goal:g}" if row.goal else ""
-
-
 def is_main(row):
     return row.storage == "cairo" and not row.as_is and row.size in ("12 MP", "10 M pairs")
 
 
+def main_cells(row):
+    """ns, × memcpy with the goal, ns of the x86-64 build, × best peer."""
+    if row is None or not row.there:
+        return ["", "", "", ""]
+    times = f"{row.ns:.2f} ns" if row.goal_ns else f"{row.times_memcpy:.2f}"
+    goal = row.goal_ns or row.goal
+    if goal:
+        times += f" {'>' if row.misses else '≤'} {goal:g}"
+    best = row.best_peer()
+    peer = f"{ratio(row.ns / best[1])} {best[0]}" if best else ""
+    return [number(row.ns), times, number(row.native_ns) if row.native_ns else "", peer]
+
+
 def main_table(rows):
-    head = ["operation", "picture", "ns", "median", "× memcpy", "goal", "goal met", "best peer, ns",
-            "× best peer"]
-    return table(head, [[r.operation, r.scene, *own_cells(r), goal_cell(r), r.verdict(),
-                         *peer_cells(r)] for r in rows if is_main(r)])
+    head = ["operation", "256 × 256: ns", "× memcpy", "x86-64", "× best peer", "12 MP: ns",
+            "× memcpy", "x86-64", "× best peer", "remarks"]
+    small = {r.operation: r for r in rows
+             if r.size == "256" and r.storage == "cairo" and not r.as_is}
+    lines = []
+    for row in rows:
+        if not is_main(row) or row.scene == "photo":
+            continue
+        pair = [small.get(row.operation), row]
+        remarks = "; ".join(text for r in pair if r is not None for text in r.remarks())
+        lines.append([row.operation, *main_cells(pair[0]), *main_cells(row), remarks])
+    return table(head, lines)
 
 
 def size_table(rows, size):
@@ -177,7 +219,8 @@ def results(rows, context):
         "# Results\n",
         f"{context['machine']}. ns per pixel (per sample pair for the waveform), the least of all "
         "repetitions; one thread; every row's contestants in turn with each other.\n",
-        ("## 12 megapixels, cairo, pictures recycled\n", main_table(rows)),
+        ("## What ships, cairo, pictures recycled\n", main_table(rows)),
+        ("## 12 megapixels\n", size_table(rows, "12 MP")),
         ("## 1 megapixel\n", size_table(rows, "1 MP")),
         ("## 256 x 256\n", size_table(rows, "256")),
         ("## Storages, 12 megapixels: ns per pixel (× cairo)\n", storage_table(rows, "12 MP")),
@@ -248,16 +291,25 @@ def draw(rows, path):
     figure.savefig(path, metadata={"Date": None})
 
 
+def read(path):
+    return [Row(record) for record in json.loads(path.read_text())["benchmarks"]]
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("json", type=pathlib.Path)
     parser.add_argument("markdown", type=pathlib.Path)
+    parser.add_argument("--native", type=pathlib.Path)
     parser.add_argument("--machine", default="")
     parser.add_argument("--document", type=pathlib.Path)
     parser.add_argument("--plot", type=pathlib.Path)
     options = parser.parse_args()
-    data = json.loads(options.json.read_text())
-    rows = [Row(record) for record in data["benchmarks"]]
+    rows = read(options.json)
+    if options.native:
+        others = {row.name: row for row in read(options.native)}
+        for row in rows:
+            if row.name in others:
+                row.add_native(others[row.name])
     text = results(rows, {"machine": options.machine})
     options.markdown.write_text(text)
     if options.document:
