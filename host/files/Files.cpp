@@ -40,7 +40,8 @@ void fill(FILE* file, const std::string& path, const std::function<void(FILE*)>&
 char temporaryPath[PATH_MAX];
 volatile sig_atomic_t temporaryExists = 0;
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU, SIGALRM};
+constexpr int kEndingSignals[] = {SIGINT,  SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU,
+                                  SIGALRM, SIGABRT, SIGBUS, SIGFPE,  SIGILL,  SIGSEGV};
 
 void removeTemporaryFile(int signal) {
   if (temporaryExists) unlink(temporaryPath);
