@@ -26,6 +26,7 @@ class Arguments {
       const uint32_t colour = i % 5 == 0 ? 0xFFFFFF : i % 3 == 0 ? grey : value & 0xF0F0F0;
       pixels[i] = (value & 0xFF000000) | colour;
     }
+    if (single()) pixels[0] = 0xFF000000 | blackOrWhite();
     return plugin_.host().newPicture(width_, height_, pixels, options_);
   }
 
@@ -47,7 +48,8 @@ class Arguments {
       case Type::kInteger:
         return static_cast<int>(random_() % 11) - 2;
       case Type::kColor:
-        return host::Color{static_cast<uint32_t>(random_()) & 0xFFFFFF};
+        return single() ? host::Color{blackOrWhite()}
+                        : host::Color{static_cast<uint32_t>(random_()) & 0xFFFFFF};
       case Type::kBoolean:
         return (random_() & 1) != 0;
       case Type::kDouble:
@@ -67,6 +69,10 @@ class Arguments {
   }
 
  private:
+  /// Pictures of one pixel have the colours that pictures are searched for.
+  bool single() const { return width_ == 1 && height_ == 1; }
+  uint32_t blackOrWhite() { return (random_() & 1) != 0 ? 0xFFFFFF : 0; }
+
   const host::Plugin& plugin_;
   host::PictureOptions options_;
   int width_, height_;

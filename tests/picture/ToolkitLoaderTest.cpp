@@ -100,13 +100,14 @@ TEST_F(ToolkitLoader, ALibraryWithoutTheFunctionsIsNone) {
 }
 
 TEST_F(ToolkitLoader, PicturesWithoutTheirToolkitCannotBeRead) {
+  const host::PictureOptions options = {.storage = host::Storage::kDrawable};
+  ZVK_NEEDS_STORAGE(options);
+  // Both are made while the host can still open GDK for itself.
   const host::PictureRef cairo = setup.host.newPicture(3, 2, {});
+  const host::PictureRef drawable = setup.host.newPicture(3, 2, options);
   LoaderFault none;
   EXPECT_FALSE(host::PictureRef(setup.plugin.call(cairo, "InvertZVK")));
   EXPECT_EQ(cairo->openLocks(), 0);
-  const host::PictureOptions options = {.storage = host::Storage::kDrawable};
-  ZVK_NEEDS_STORAGE(options);
-  const host::PictureRef drawable = setup.host.newPicture(3, 2, options);
   EXPECT_FALSE(host::PictureRef(setup.plugin.call(drawable, "InvertZVK")));
   EXPECT_EQ(drawable->openLocks(), 0);
 }
