@@ -23,13 +23,41 @@ size_t rowLength(const PictureEditor& e) noexcept {
 
 bool hasPixels(const PictureEditor& e) noexcept { return e.width > 0 && e.height > 0; }
 
+/// Copies where both rows are there.
+template <typename Copy>
+void copyRow(uint8_t* to, const uint8_t* from, Copy copy) noexcept {
+  if (to != nullptr && from != nullptr) copy(to, from);
+}
+
 void fillRow(PictureEditor& e, uint8_t* row) noexcept {
   if (row != nullptr) memset(row, kFill, rowLength(e));
 }
 
-void copyRow(PictureEditor& e, uint8_t* to, const uint8_t* from) noexcept {
-  if (to != nullptr && from != nullptr) memmove(to, from, rowLength(e));
-}
+/// Copies a row as it is.
+struct Straight {
+  size_t length;
+
+  void operator()(uint8_t* to, const uint8_t* from) const noexcept { memmove(to, from, length); }
+};
+
+/// Copies a row with its pixels moved to the right, to the left where `right` is negative.
+struct Sideways {
+  size_t pixels, length;  ///< bytes of the pixels, and those with what lies behind them
+  ptrdiff_t right;        ///< bytes, less than all pixels
+  bool wrap;              ///< around the edge; else uncovered pixels are filled
+
+  void operator()(uint8_t* to, const uint8_t* from) const noexcept {
+    const size_t moved = static_cast<size_t>(right < 0 ? -right : right), rest = pixels - moved;
+    uint8_t* const uncovered = right < 0 ? to + rest : to;
+    memcpy(right < 0 ? to : to + moved, right < 0 ? from + moved : from, rest);
+    if (wrap) {
+      memcpy(uncovered, right < 0 ? from : from + rest, moved);
+    } else {
+      memset(uncovered, kFill, moved);
+    }
+    memcpy(to + pixels, from + pixels, length - pixels);
+  }
+};
 
 /// How far content moves when `delta` is taken around a side of `size`: the way that is shorter,
 /// down or right when both are equally long.
@@ -44,37 +72,51 @@ int32_t shortestWay(int32_t delta, int32_t size) noexcept {
 // Rows move along chains, each delta rows from the one before it: a row is written right after it
 // was read, while it is in the nearest cache, so the picture passes through memory once.
 
-/// Moves every row down by `delta` (up when negative); uncovered rows are filled.
-void shiftRows(PictureEditor& e, int32_t delta) noexcept {
+/// Moves every row down by `delta` (up when negative) with copy(to, from); uncovered rows are
+/// filled.
+template <typename Copy>
+void shiftRows(PictureEditor& e, int32_t delta, Copy copy) noexcept {
   const int64_t step = delta;
   const auto chains = static_cast<int32_t>(std::min<int64_t>(step > 0 ? step : -step, e.height));
   for (int32_t chain = 0; chain < chains; ++chain) {
     int32_t to = delta > 0 ? e.height - 1 - chain : chain;
     for (int64_t from = to - step; from >= 0 && from < e.height; from -= step) {
-      copyRow(e, rowAddress(e, to), rowAddress(e, static_cast<int32_t>(from)));
+      copyRow(rowAddress(e, to), rowAddress(e, static_cast<int32_t>(from)), copy);
       to = static_cast<int32_t>(from);
     }
     fillRow(e, rowAddress(e, to));
   }
 }
 
-/// Moves every row down by `down`, 0 < down < height, around the bottom edge; the chains are
-/// closed.
-void rotateRows(PictureEditor& e, int32_t down, uint8_t* saved) noexcept {
+/// Moves every row down by `down`, 0 < down < height, around the bottom edge with copy(to, from);
+/// the chains are closed.
+template <typename Copy>
+void rotateRows(PictureEditor& e, int32_t down, uint8_t* saved, Copy copy) noexcept {
   const int32_t chains = std::gcd(down, e.height);
   for (int32_t start = 0; start < chains; ++start) {
     const uint8_t* first = rowAddress(e, start);
-    copyRow(e, saved, first);
+    copyRow(saved, first, Straight{rowLength(e)});
     int32_t to = start;
     for (;;) {
       const int32_t from = to >= down ? to - down : to - down + e.height;
       if (from == start) break;
-      copyRow(e, rowAddress(e, to), rowAddress(e, from));
+      copyRow(rowAddress(e, to), rowAddress(e, from), copy);
       to = from;
     }
-    copyRow(e, rowAddress(e, to), first != nullptr ? saved : nullptr);
+    copyRow(rowAddress(e, to), first != nullptr ? saved : nullptr, copy);
   }
 }
+
+/// Memory for one row while rows turn around the edge by `way`; null where it cannot be had.
+Buffer<uint8_t> savedRow(const PictureEditor& e, int32_t way) noexcept {
+  // The documented limit. The way in which rows move here would need only one row of memory.
+  const int64_t moving = way > 0 ? e.height - way : e.height;
+  const auto length = static_cast<int64_t>(rowLength(e));
+  if (moving * length > std::numeric_limits<int32_t>::max()) return nullptr;
+  return zeroedBuffer<uint8_t>(length);
+}
+
+int32_t downOf(int32_t way, int32_t height) noexcept { return way > 0 ? way : way + height; }
 
 // The four workers shift one picture's own pixels. A delta of 0 does not even open it.
 
@@ -82,7 +124,8 @@ bool scrollVerticalPlain(REALpictureStruct* picture, int32_t delta) noexcept {
   if (delta == 0) return true;
   ScopedEditor scoped(picture);
   if (!scoped) return false;
-  if (hasPixels(scoped.editor())) shiftRows(scoped.editor(), delta);
+  PictureEditor& e = scoped.editor();
+  if (hasPixels(e)) shiftRows(e, delta, Straight{rowLength(e)});
   return true;
 }
 
@@ -94,13 +137,9 @@ bool scrollVerticalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
   if (!hasPixels(e)) return true;
   const int32_t way = shortestWay(delta, e.height);
   if (way == 0) return true;
-  // The documented limit. The way in which rows move here would need only one row of memory.
-  const int64_t moving = way > 0 ? e.height - way : e.height;
-  const auto length = static_cast<int64_t>(rowLength(e));
-  if (moving * length > std::numeric_limits<int32_t>::max()) return false;
-  const auto saved = zeroedBuffer<uint8_t>(length);
+  const Buffer<uint8_t> saved = savedRow(e, way);
   if (saved == nullptr) return false;
-  rotateRows(e, way > 0 ? way : way + e.height, saved.get());
+  rotateRows(e, downOf(way, e.height), saved.get(), Straight{rowLength(e)});
   return true;
 }
 
@@ -164,6 +203,34 @@ bool scrollHorizontal(REALpictureStruct* picture, int32_t delta, HostBoolean wra
   return wrap ? scrollHorizontalWrap(picture, delta) : scrollHorizontalPlain(picture, delta);
 }
 
+/// Both ways in one pass: rows move sideways on their way down. False, and nothing done, where it
+/// takes two passes: for pictures that lack rows, for ways of which one leads nowhere or out of the
+/// picture, and for whatever fails.
+bool scrollInOnePass(REALpictureStruct* picture, int32_t deltaX, int32_t deltaY,
+                     bool wrap) noexcept {
+  if (deltaX == 0 || deltaY == 0) return false;
+  ScopedEditor scoped(picture);
+  if (!scoped || !hasPixels(scoped.editor())) return false;
+  PictureEditor& e = scoped.editor();
+  for (int32_t y = 0; y < e.height; ++y) {
+    if (rowAddress(e, y) == nullptr) return false;
+  }
+  const auto within = [](int32_t delta, int32_t size) { return delta > -size && delta < size; };
+  const int32_t right = wrap ? shortestWay(deltaX, e.width) : deltaX;
+  const int32_t down = wrap ? shortestWay(deltaY, e.height) : deltaY;
+  if (right == 0 || down == 0 || !within(right, e.width) || !within(down, e.height)) return false;
+  const Sideways copy{static_cast<size_t>(e.width) * kPixelBytes, rowLength(e),
+                      right * static_cast<ptrdiff_t>(kPixelBytes), wrap};
+  if (!wrap) {
+    shiftRows(e, down, copy);
+    return true;
+  }
+  const Buffer<uint8_t> saved = savedRow(e, down);
+  if (saved == nullptr) return false;
+  rotateRows(e, downOf(down, e.height), saved.get(), copy);
+  return true;
+}
+
 using Scroll = bool (*)(REALpictureStruct*, int32_t, HostBoolean) noexcept;
 
 /// A mask that cannot be scrolled leaves the picture as it is.
@@ -190,6 +257,10 @@ HostBoolean ScrollHorizontalZVK(REALpictureStruct* self, HostLong delta, HostBoo
 
 HostBoolean ScrollZVK(REALpictureStruct* self, HostLong deltaX, HostLong deltaY, HostBoolean wrap,
                       HostBoolean scrollmask) noexcept {
+  if (!scrollmask && scrollInOnePass(self, static_cast<int32_t>(deltaX),
+                                     static_cast<int32_t>(deltaY), wrap != 0)) {
+    return true;
+  }
   return ScrollHorizontalZVK(self, deltaX, wrap, scrollmask) &&
          ScrollVerticalZVK(self, deltaY, wrap, scrollmask);
 }

@@ -67,17 +67,23 @@ TEST_P(ScrollingTest, MovesEveryPixelByEveryDelta) {
   }
 }
 
-TEST_P(ScrollingTest, ScrollsBothWaysAndBack) {
+TEST_P(ScrollingTest, ScrollsBothWays) {
   PluginHost setup(GetParam().options);
-  const PictureRef subject = picture(setup, 61, 43, 2);
+  constexpr int kWidth = 5, kHeight = 6;
+  const PictureRef subject = picture(setup, kWidth, kHeight, 2);
   const Pixels words = subject->words();
-  EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 37, -11, true, false).boolean());
-  EXPECT_EQ(subject->words(), shifted(words, 61, 43, 37, -11, true));
-  EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", -37, 11, true, false).boolean());
-  EXPECT_EQ(subject->words(), words);
-  EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", 37, -11, false, false).boolean());
-  EXPECT_EQ(subject->words(), shifted(words, 61, 43, 37, -11, false));
-  EXPECT_GT(subject->cacheClears(), 0);
+  for (int right = -kWidth - 1; right <= kWidth + 1; ++right) {
+    for (int down = -kHeight - 1; down <= kHeight + 1; ++down) {
+      for (const bool wrap : {false, true}) {
+        subject->setWords(words);
+        const int clears = subject->cacheClears();
+        ASSERT_TRUE(setup.plugin.call(subject, "ScrollZVK", right, down, wrap, false).boolean());
+        ASSERT_EQ(subject->words(), shifted(words, kWidth, kHeight, right, down, wrap))
+            << right << ", " << down << " wrap " << wrap;
+        ASSERT_EQ(subject->cacheClears() > clears, right != 0 || down != 0);
+      }
+    }
+  }
 }
 
 TEST_P(ScrollingTest, MovesTheMaskAlong) {

@@ -14,7 +14,7 @@ Rgb lighter(Rgb a, Rgb b) {
 }
 
 // Byte triples are handled in blocks of 512 pixels.
-TEST(PixelRows, SourcesInAnyMixtureOfStoragesAndBlocks) {
+TEST(Loops, SourcesInAnyMixtureOfStoragesAndBlocks) {
   ZVK_NEEDS_STORAGE(host::PictureOptions{.storage = Storage::kDrawable});
   const host::PictureOptions cairo = {.paddingWords = 1}, alpha = {.alpha = true},
                              drawable = {.storage = Storage::kDrawable};
@@ -40,7 +40,7 @@ TEST(PixelRows, SourcesInAnyMixtureOfStoragesAndBlocks) {
   }
 }
 
-TEST(PixelRows, RowsWithoutMemoryAreLeftOut) {
+TEST(Loops, RowsWithoutMemoryAreLeftOut) {
   for (const bool scattered : {true, false}) {
     PluginHost setup({.storage = Storage::kRecord, .scatteredRows = scattered});
     setup.host.settings.freshPixel = 0x123456;
@@ -64,7 +64,7 @@ TEST(PixelRows, RowsWithoutMemoryAreLeftOut) {
   }
 }
 
-TEST(PixelRows, RowsMayLieInAnyOrder) {
+TEST(Loops, RowsMayLieInAnyOrder) {
   PluginHost setup({.storage = Storage::kRecord});
   const PictureRef picture = setup.picture(3, 4, randomPixels(3, 4, 8));
   uint8_t** rows = picture->record()->rowStarts;
@@ -75,10 +75,9 @@ TEST(PixelRows, RowsMayLieInAnyOrder) {
   }
 }
 
-// How rows are written depends on where they lie in comparison with their source.
-TEST(PixelRows, RowsMayLieAnywhere) {
-  // From row to row 97 bytes closer: less than the span in which loads and streaming stores meet.
-  constexpr int kWidth = 2000, kHeight = 48;
+TEST(Loops, RowsMayLieAnywhere) {
+  // At odd addresses, too.
+  constexpr int kWidth = 200, kHeight = 48;
   constexpr size_t kPitch = size_t{4} * kWidth + 97;
   PluginHost setup(kRecord);
   setup.host.settings.newPictures.scatteredRows = false;
@@ -98,7 +97,7 @@ TEST(PixelRows, RowsMayLieAnywhere) {
   EXPECT_EQ(result->words(), expected);
 }
 
-TEST(PixelRows, PicturesWithoutExtentGiveNoResult) {
+TEST(Loops, PicturesWithoutExtentGiveNoResult) {
   PluginHost setup(kRecord);
   for (const auto& [width, height] : {std::pair(0, 3), {4, 0}, {-4, 3}, {4, INT32_MIN}}) {
     const PictureRef picture = setup.picture(4, 3, randomPixels(4, 3, 5));
@@ -110,7 +109,7 @@ TEST(PixelRows, PicturesWithoutExtentGiveNoResult) {
 }
 
 // New pictures that turn out smaller than asked for are written no further than they reach.
-TEST(PixelRows, ResultsSmallerThanTheirSourceAreNotOverrun) {
+TEST(Loops, ResultsSmallerThanTheirSourceAreNotOverrun) {
   host::PictureOptions guarded = kRecord;
   guarded.placement = host::Placement::kGuarded;
   PluginHost setup(guarded);
