@@ -13,13 +13,10 @@ HOST = {
     "picture": {"width": ([], "integer"), "height": ([], "integer"), "graphics": ([], "graphics")},
     "graphics": {"drawpicture": (["picture", "integer", "integer"], None),
                  "drawrect": (["integer"] * 4, None), "forecolor": ([], "color")},
-    "memoryblock": {"byte": (["integer"], "integer"), "int8value": (["integer"], "integer"),
-                    "int16value": (["integer"], "integer"), "doublevalue": (["integer"], "double"),
-                    "uint32value": (["integer"], "integer"), "size": ([], "integer")},
+    "memoryblock": {"byte": (["integer"], "integer")},
     "string": {},
     "nilobjectexception": {"message": ([], "string")},
-    None: {"rgb": (["integer"] * 3, "color"), "str": (["double"], "string"),
-           "min": (["double"] * 2, "double"), "max": (["double"] * 2, "double"),
+    None: {"min": (["double"] * 2, "double"), "max": (["double"] * 2, "double"),
            "round": (["double"], "integer"), "msgbox": (["string"], None)},
 }
 CONSTRUCTORS = {"memoryblock": ["integer"], "picture": ["integer", "integer"]}
