@@ -24,21 +24,21 @@ void releasePictures(Data& data) noexcept {
   replacePicture(data.destinationPicture, nullptr);
 }
 
-/// Where one axis of the block starts and ends, in pixels from the picture's edge. A negative
+/// Where one axis of the region starts and ends, in pixels from the picture's edge. A negative
 /// minimum counts as 0. The end is the maximum if that lies above the minimum and inside the
 /// picture; else it is the picture's far edge.
-constexpr std::pair<int32_t, int32_t> blockAxis(int32_t minimum, int32_t maximum,
-                                                int32_t length) noexcept {
+constexpr std::pair<int32_t, int32_t> regionAxis(int32_t minimum, int32_t maximum,
+                                                 int32_t length) noexcept {
   const int32_t start = std::max(minimum, 0);
   return {start, maximum > start && maximum < length ? maximum : length};
 }
 
-/// The block of pixels that the instance's rectangle selects. It lies at the same place in source
+/// The region of pixels that the instance's rectangle selects. It lies at the same place in source
 /// and destination.
 template <typename Data>
-pixels::Region blockOf(const Data& data, const PictureEditor& e) noexcept {
-  const auto [left, right] = blockAxis(data.minX, data.maxX, e.width);
-  const auto [top, bottom] = blockAxis(data.minY, data.maxY, e.height);
+pixels::Region regionOf(const Data& data, const PictureEditor& e) noexcept {
+  const auto [left, right] = regionAxis(data.minX, data.maxX, e.width);
+  const auto [top, bottom] = regionAxis(data.minY, data.maxY, e.height);
   return {left, top, right, bottom};
 }
 

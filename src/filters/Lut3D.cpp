@@ -39,10 +39,10 @@ HostBoolean Lut3DRun(REALobjectStruct* instance) noexcept {
   if (!reader) return false;
   ScopedWriter writer(reader);
   if (!writer) return false;
-  const Region block = filters::blockOf(data, reader.editor());
+  const Region region = filters::regionOf(data, reader.editor());
   const filters::TetrahedralLookup lookup(data.table, kRedStep, kGreenStep, kBlueStep,
-                                          int64_t{block.width()} * block.height());
-  mapPixels(reader.editor(), writer.editor(), block, lookup);
+                                          int64_t{region.width()} * region.height());
+  mapPixels(reader.editor(), writer.editor(), region, lookup);
   data.destinationPicture = writer.render();
   return data.destinationPicture != nullptr;
 }

@@ -79,11 +79,11 @@ HostBoolean SepiaRun(REALobjectStruct* instance) noexcept {
   if (!reader) return false;
   ScopedWriter writer(reader.width(), reader.height());
   if (!writer) return false;
-  const Region block = filters::blockOf(data, reader.editor());
+  const Region region = filters::regionOf(data, reader.editor());
   if (sumsFit(wholeWeights(data))) {
-    mapPixels(reader.editor(), writer.editor(), block, Sepia<int32_t>(data));
+    mapPixels(reader.editor(), writer.editor(), region, Sepia<int32_t>(data));
   } else {
-    mapPixels(reader.editor(), writer.editor(), block, Sepia<int64_t>(data));
+    mapPixels(reader.editor(), writer.editor(), region, Sepia<int64_t>(data));
   }
   REALpictureStruct* const result = writer.render();
   if (result == nullptr) return false;

@@ -15,14 +15,14 @@ using namespace pixels;
 constexpr int32_t kSpacing = 17;  ///< channel units between grid points, so weights are 17ths
 constexpr int32_t kPoints = 16;   ///< per axis
 constexpr int32_t kOutputs = 3;
-constexpr int32_t kPixels = 64;  ///< of a block: its intermediate results stay in the nearest cache
+constexpr int32_t kPixels = 64;  ///< of a batch: its intermediate results stay in the nearest cache
 constexpr int32_t kCorners = 4;
 constexpr int32_t kVector = 4;              ///< doubles: a grid point's outputs and one more
 constexpr double kMost = kSpacing * 255.0;  ///< the largest sum that counts
 
-/// Intermediate results of a block of pixels. Where they are numbered by corner, the corners go
+/// Intermediate results of a batch of pixels. Where they are numbered by corner, the corners go
 /// from the low end of the cube's diagonal to its high end.
-struct Block {
+struct Batch {
   uint16_t places[kCorners][kPixels];             ///< of the corners in the grid
   uint16_t parts[kCorners][kPixels];              ///< their weights in seventeenths
   alignas(64) double weights[kCorners][kPixels];  ///< the same
@@ -59,7 +59,7 @@ constexpr uint16_t stepOf(uint16_t key) noexcept { return key & ((1 << kStepBits
 /// ones decides what has the weight 0, and counts where that is not a number. All steps are on
 /// 16-bit numbers and free of branches, so that they run on as many pixels at once as the
 /// processor's vectors hold.
-ZVK_INLINE void findCorners(const TetrahedralLookup& grid, const Word* in, Block& block) {
+ZVK_INLINE void findCorners(const TetrahedralLookup& grid, const Word* in, Batch& batch) {
   const auto number = [](int value) { return static_cast<uint16_t>(value); };
   for (int32_t i = 0; i < kPixels; ++i) {
     const Level red(in[i] >> 16, grid.redStep), green(in[i] >> 8, grid.greenStep),
@@ -75,17 +75,17 @@ ZVK_INLINE void findCorners(const TetrahedralLookup& grid, const Word* in, Block
                                 blue.point * grid.blueStep);
     const uint16_t second = number(low + stepOf(first)), third = number(second + stepOf(middle)),
                    high = number(third + stepOf(last));
-    block.places[0][i] = number(low * kOutputs);
-    block.places[1][i] = number(second * kOutputs);
-    block.places[2][i] = number(third * kOutputs);
-    block.places[3][i] = number(high * kOutputs);
-    block.parts[0][i] = number(kSpacing - fractionOf(first));
-    block.parts[1][i] = number(fractionOf(first) - fractionOf(middle));
-    block.parts[2][i] = number(fractionOf(middle) - fractionOf(last));
-    block.parts[3][i] = fractionOf(last);
+    batch.places[0][i] = number(low * kOutputs);
+    batch.places[1][i] = number(second * kOutputs);
+    batch.places[2][i] = number(third * kOutputs);
+    batch.places[3][i] = number(high * kOutputs);
+    batch.parts[0][i] = number(kSpacing - fractionOf(first));
+    batch.parts[1][i] = number(fractionOf(first) - fractionOf(middle));
+    batch.parts[2][i] = number(fractionOf(middle) - fractionOf(last));
+    batch.parts[3][i] = fractionOf(last);
   }
   for (int32_t corner = 0; corner < kCorners; ++corner) {
-    for (int32_t i = 0; i < kPixels; ++i) block.weights[corner][i] = block.parts[corner][i];
+    for (int32_t i = 0; i < kPixels; ++i) batch.weights[corner][i] = batch.parts[corner][i];
   }
 }
 
@@ -94,32 +94,32 @@ typedef double Point __attribute__((vector_size(32), aligned(4), may_alias));
 typedef int32_t Integers __attribute__((vector_size(16), may_alias));
 
 /// What a corner of pixel i adds to its sum: the weight, at all outputs, times the point.
-ZVK_INLINE Values term(const double* points, const Block& block, int32_t corner, int32_t i) {
-  const double weight = block.weights[corner][i];
+ZVK_INLINE Values term(const double* points, const Batch& batch, int32_t corner, int32_t i) {
+  const double weight = batch.weights[corner][i];
   return Values{weight, weight, weight, weight} *
-         *reinterpret_cast<const Point*>(points + block.places[corner][i]);
+         *reinterpret_cast<const Point*>(points + batch.places[corner][i]);
 }
 
 /// Each pixel's sum as integers. Only whole sums matter: the next multiple of 17 below is the same.
 /// Of tame grids they are levels times 17; others must be limited.
 template <bool kTame>
-ZVK_INLINE void sumPixels(const double* points, Block& block) {
+ZVK_INLINE void sumPixels(const double* points, Batch& batch) {
   for (int32_t i = 0; i < kPixels; ++i) {
-    Values sum = term(points, block, 0, i) + term(points, block, 1, i) + term(points, block, 2, i) +
-                 term(points, block, 3, i);
+    Values sum = term(points, batch, 0, i) + term(points, batch, 1, i) + term(points, batch, 2, i) +
+                 term(points, batch, 3, i);
     if constexpr (!kTame) {
       const Values positive = sum > 0.0 ? sum : Values{};
       sum = positive < kMost ? positive : kMost - Values{};
     }
-    *reinterpret_cast<Integers*>(block.sums + i * kVector) = __builtin_convertvector(sum, Integers);
+    *reinterpret_cast<Integers*>(batch.sums + i * kVector) = __builtin_convertvector(sum, Integers);
   }
 }
 
 /// Sums to words: seventeenths to bytes red, green, blue and one more.
-ZVK_INLINE void packResults(const Block& block, Word* out, int32_t count, uint32_t top) {
+ZVK_INLINE void storeResults(const Batch& batch, Word* out, int32_t count, uint32_t top) {
   alignas(64) uint8_t bytes[kPixels * kVector];
   for (int32_t i = 0; i < kPixels * kVector; ++i) {
-    bytes[i] = static_cast<uint8_t>(static_cast<uint16_t>(block.sums[i]) / kSpacing);
+    bytes[i] = static_cast<uint8_t>(static_cast<uint16_t>(batch.sums[i]) / kSpacing);
   }
   const auto* const words = reinterpret_cast<const Word*>(bytes);
 #pragma GCC ivdep
@@ -130,18 +130,18 @@ template <bool kTame>
 ZVK_INLINE void mapBlocks(const TetrahedralLookup& lookup, Word* out, const Word* in, int32_t count,
                           uint32_t top) {
   const TetrahedralLookup grid = lookup;
-  Block block;
+  Batch batch;
   Word rest[kPixels];
   for (; count > 0; count -= kPixels, in += kPixels, out += kPixels) {
     if (count < kPixels) {
-      // The loops work on whole blocks; behind the last pixel they find black.
+      // The loops work on whole batches; behind the last pixel they find black.
       std::memset(rest, 0, sizeof rest);
       std::memcpy(rest, in, static_cast<size_t>(count) * sizeof(Word));
       in = rest;
     }
-    findCorners(grid, in, block);
-    sumPixels<kTame>(grid.points, block);
-    packResults(block, out, std::min(count, kPixels), top);
+    findCorners(grid, in, batch);
+    sumPixels<kTame>(grid.points, batch);
+    storeResults(batch, out, std::min(count, kPixels), top);
   }
 }
 
