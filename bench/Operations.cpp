@@ -230,9 +230,10 @@ PluginCall scroll(Stage& stage, const PictureRef& source, Job& job) {
       stage.routine<HostBoolean(Picture*, Deltas..., HostBoolean, HostBoolean)>(name.text);
   const Size size{source->width(), source->height(), ""};
   const PictureRef picture = stage.picture(size, source->pixels());
-  return {.done = [=, by = job.scrollBy] {
-            return routine(picture.handle(), static_cast<Deltas>(by)..., true, false) != 0;
-          },
+  return {.done =
+              [=, by = job.scrollBy] {
+                return routine(picture.handle(), static_cast<Deltas>(by)..., true, false) != 0;
+              },
           .result = [=] { return picture; }};
 }
 

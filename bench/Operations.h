@@ -39,7 +39,7 @@ struct Operation {
   Subject subject = Subject::kScenes;
   Scene scene = Scene::kGradient;  ///< for kOwnScene
   Goal goal = {};
-  double goalTime = 0;  ///< nanoseconds per unit; 0: none
+  double goalTime = 0;                   ///< nanoseconds per unit; 0: none
   void (*describe)(Job& job) = nullptr;  ///< completes the job
   PluginCall (*make)(Stage& stage, const host::PictureRef& source, Job& job);
   std::vector<std::string_view> peers = {};   ///< that do the same, however exactly

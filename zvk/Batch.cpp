@@ -350,7 +350,7 @@ class Batch {
   }
 
   /// What is said of one file is not repeated for others.
-  void relay(std::string line, const Job& job) {
+  void relay(const std::string& line, const Job& job) {
     std::string general = line;
     replaceAll(general, job.output.empty() ? job.input : job.output, "");
     replaceAll(general, job.input, "");

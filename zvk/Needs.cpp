@@ -176,7 +176,7 @@ std::string remarkOn(const Given& given) {
 
 std::string whyFailed(const Given& given) {
   const auto reason = needOf(given.method).failure;
-  const std::string text = reason ? reason(given) : "";
+  std::string text = reason ? reason(given) : "";
   if (!text.empty()) return text;
   return "the plug-in gave no reason; memory may be short";
 }

@@ -39,8 +39,7 @@ int reportFailure() {
   } catch (const CallFailed& error) {
     return report(error.what(), kCallFailed);
   } catch (const std::bad_alloc&) {
-    return report("out of memory; smaller pictures or fewer --jobs need less",
-                  kCallFailed);
+    return report("out of memory; smaller pictures or fewer --jobs need less", kCallFailed);
   } catch (const std::exception& error) {
     return report(error.what(), kWrongInput);
   }
