@@ -126,9 +126,8 @@ ZVK_INLINE void storeResults(const Batch& batch, Word* out, int32_t count, uint3
   for (int32_t i = 0; i < count; ++i) out[i] = top | __builtin_bswap32(words[i]) >> 8;
 }
 
-template <bool kTame>
-ZVK_INLINE void mapBlocks(const TetrahedralLookup& lookup, Word* out, const Word* in, int32_t count,
-                          uint32_t top) {
+ZVK_CLONES void mapBlocks(const TetrahedralLookup& lookup, Word* out, const Word* in, int32_t count,
+                          uint32_t top) noexcept {
   const TetrahedralLookup grid = lookup;
   Batch batch;
   Word rest[kPixels];
@@ -140,19 +139,13 @@ ZVK_INLINE void mapBlocks(const TetrahedralLookup& lookup, Word* out, const Word
       in = rest;
     }
     findCorners(grid, in, batch);
-    sumPixels<kTame>(grid.points, batch);
+    if (grid.tame) {
+      sumPixels<true>(grid.points, batch);
+    } else {
+      sumPixels<false>(grid.points, batch);
+    }
     storeResults(batch, out, std::min(count, kPixels), top);
   }
-}
-
-ZVK_CLONES void mapTame(const TetrahedralLookup& grid, Word* out, const Word* in, int32_t count,
-                        uint32_t top) noexcept {
-  mapBlocks<true>(grid, out, in, count, top);
-}
-
-ZVK_CLONES void mapWild(const TetrahedralLookup& grid, Word* out, const Word* in, int32_t count,
-                        uint32_t top) noexcept {
-  mapBlocks<false>(grid, out, in, count, top);
 }
 
 /// Whether every value is a level, so that sums need no limits.
@@ -177,8 +170,7 @@ TetrahedralLookup::TetrahedralLookup(const double* grid, int32_t red, int32_t gr
 }
 
 void TetrahedralLookup::mapWords(Word* out, int32_t count, uint32_t top, Source in) const noexcept {
-  if (tame) return mapTame(*this, out, in.words, count, top);
-  mapWild(*this, out, in.words, count, top);
+  mapBlocks(*this, out, in.words, count, top);
 }
 
 }  // namespace filters

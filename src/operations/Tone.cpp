@@ -1,7 +1,7 @@
 #include <cmath>
-#include <limits>
 
 #include "operations/Operations.h"
+#include "pixels/ChannelTables.h"
 #include "pixels/Pixels.h"
 
 namespace {
@@ -89,36 +89,22 @@ struct Wrapping {
   static int32_t kept(int32_t parts) noexcept { return parts; }
 };
 
-/// A curve whose values are lifted away from zero by more than their rounding error, and by far
-/// less than anything else. So a value that is a whole number but for rounding gives that number.
-template <typename Curve, typename Rule>
-struct Channel {
-  Curve curve;
-  double lift;
+/// What a curve makes of each level.
+using Levels = int32_t[kLevels];
 
-  explicit Channel(const Curve& c) noexcept : curve(c) {
-    // Where values are huge, those that matter, next to a pivot, are exact.
-    constexpr double kRounding = 0x1p-50, kLargest = 0x1p30;
-    const double ends = std::max(std::abs(curve(0)), std::abs(curve(kLevels - 1)));
-    const double size = ends < kLargest ? ends : kLargest;
-    lift = std::max(size, 255.0) * kRounding;
-  }
-  [[nodiscard]] int32_t whole(int32_t v) const noexcept {
+/// Values are lifted away from zero by more than their rounding error, and by far less than
+/// anything else. So a value that is a whole number but for rounding gives that number.
+template <typename Rule, typename Curve>
+ZVK_CLONES void findLevels(Curve curve, Levels& levels, Rule) noexcept {
+  // Where values are huge, those that matter, next to a pivot, are exact.
+  constexpr double kRounding = 0x1p-50, kLargest = 0x1p30;
+  const double ends = std::max(std::abs(curve(0)), std::abs(curve(kLevels - 1)));
+  const double lift = std::max(ends < kLargest ? ends : kLargest, 255.0) * kRounding;
+  for (int32_t v = 0; v < kLevels; ++v) {
     const double value = curve(v);
-    return Rule::whole(value + __builtin_copysign(lift, value));
+    levels[v] = Rule::whole(value + __builtin_copysign(lift, value));
   }
-};
-
-/// One curve per channel by the formula itself.
-template <typename Curve, typename Rule>
-struct Formula {
-  Channel<Curve, Rule> red, green, blue;
-
-  uint32_t operator()(uint32_t word) const noexcept {
-    const Rgb v = unpack(word);
-    return pack({red.whole(v.red) & 0xFF, green.whole(v.green) & 0xFF, blue.whole(v.blue) & 0xFF});
-  }
-};
+}
 
 // --- Curves in whole numbers --------------------------------------------------------------------
 
@@ -130,8 +116,6 @@ struct Line {
 };
 
 constexpr int32_t kOne = 1 << 16;
-/// So steep that no product of a level leaves 32 bits.
-constexpr int32_t kSteepest = 120 * kOne;
 
 /// Where a line must start to meet the curve.
 struct Bounds {
@@ -139,13 +123,6 @@ struct Bounds {
 
   [[nodiscard]] bool meet() const noexcept { return lowest <= highest; }
 };
-
-using Levels = int32_t[kLevels];
-
-template <typename Curve, typename Rule>
-ZVK_CLONES void findLevels(const Channel<Curve, Rule>& channel, Levels& levels) noexcept {
-  for (int32_t v = 0; v < kLevels; ++v) levels[v] = channel.whole(v);
-}
 
 /// The starts with which a line of this slope gives these numbers. Beyond where clamping begins,
 /// one bound is enough.
@@ -166,18 +143,16 @@ ZVK_CLONES Bounds boundsOf(const Levels& levels, int32_t slope, Rule) noexcept {
   return bounds;
 }
 
-/// Finds the line that meets the curve at all levels, if there is one.
-template <typename Curve, typename Rule>
-bool findLine(const Channel<Curve, Rule>& channel, Line& line) noexcept {
-  constexpr double kLargest = 1 << 14;
-  const double first = channel.curve(0), last = channel.curve(kLevels - 1);
+/// Finds the line that meets a curve from `first` to `last` at all levels, if there is one.
+template <typename Rule>
+bool findLine(const Levels& levels, double first, double last, Line& line) noexcept {
+  // Within these limits nothing leaves 32 bits.
+  constexpr double kLargest = 1 << 14, kSteepest = 120;
   // False, too, for what is not a number.
   if (!(std::abs(first) < kLargest && std::abs(last) < kLargest)) return false;
-  const double slope = (last - first) / (kLevels - 1) * kOne;
+  const double slope = (last - first) / (kLevels - 1);
   if (std::abs(slope) > kSteepest) return false;
-  line.slope = static_cast<int32_t>(slope + __builtin_copysign(0.5, slope));
-  Levels levels;
-  findLevels(channel, levels);
+  line.slope = static_cast<int32_t>(slope * kOne + __builtin_copysign(0.5, slope));
   const Bounds bounds = boundsOf(levels, line.slope, Rule{});
   if (!bounds.meet()) return false;
   line.start = bounds.lowest + (bounds.highest - bounds.lowest) / 2;
@@ -198,29 +173,46 @@ struct Lines {
 
 // --- Frames -------------------------------------------------------------------------------------
 
-/// By lines if they meet the curves; where there are few pixels, it takes longer to find them.
-template <typename Rule, typename Curve>
-void mapTones(PictureEditor& reader, PictureEditor& writer, const Curve& red, const Curve& green,
-              const Curve& blue) noexcept {
-  constexpr int64_t kFew = 4 * kLevels;
-  const Formula<Curve, Rule> formula{Channel<Curve, Rule>(red), Channel<Curve, Rule>(green),
-                                     Channel<Curve, Rule>(blue)};
-  Lines<Rule> lines;
-  const bool found = int64_t{writer.width} * writer.height > kFew &&
-                     findLine(formula.red, lines.red) && findLine(formula.green, lines.green) &&
-                     findLine(formula.blue, lines.blue);
-  if (found) {
-    mapPixels(reader, writer, lines);
-  } else {
-    mapPixels(reader, writer, formula);
+/// One channel's curve: its levels, and the line that meets them, if there is one.
+template <typename Rule>
+struct Channel {
+  Levels levels;
+  Line line{};
+  bool straight;
+
+  template <typename Curve>
+  explicit Channel(Curve curve) noexcept {
+    findLevels(curve, levels, Rule{});
+    straight = findLine<Rule>(levels, curve(0), curve(kLevels - 1), line);
   }
+};
+
+ChannelTables tablesOf(const Levels& red, const Levels& green, const Levels& blue) noexcept {
+  uint8_t bytes[3][kLevels];
+  for (int32_t v = 0; v < kLevels; ++v) {
+    bytes[0][v] = static_cast<uint8_t>(red[v]);
+    bytes[1][v] = static_cast<uint8_t>(green[v]);
+    bytes[2][v] = static_cast<uint8_t>(blue[v]);
+  }
+  return {bytes[0], bytes[1], bytes[2]};
+}
+
+/// By lines if they meet all three curves, else by tables of their levels.
+template <typename Rule>
+void mapTones(PictureEditor& reader, PictureEditor& writer, const Channel<Rule>& red,
+              const Channel<Rule>& green, const Channel<Rule>& blue) noexcept {
+  if (red.straight && green.straight && blue.straight) {
+    return mapPixels(reader, writer, Lines<Rule>{red.line, green.line, blue.line});
+  }
+  const ChannelTables tables = tablesOf(red.levels, green.levels, blue.levels);
+  mapPixels(reader, writer, LookUp{&tables});
 }
 
 template <typename Rule, typename Curve>
 REALpictureStruct* toned(REALpictureStruct* self, const Curve& red, const Curve& green,
                          const Curve& blue) noexcept {
   return writtenPicture(self, [&](PictureEditor& reader, PictureEditor& writer) {
-    mapTones<Rule>(reader, writer, red, green, blue);
+    mapTones(reader, writer, Channel<Rule>(red), Channel<Rule>(green), Channel<Rule>(blue));
   });
 }
 
