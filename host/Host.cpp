@@ -259,7 +259,17 @@ std::vector<std::string> Host::callTexts() const {
 // --- Accounts -----------------------------------------------------------------------------------
 
 std::vector<std::string> Host::accounts() const {
-  std::vector<std::string> problems = problems_;
+  std::vector<std::string> texts;
+  for (Problem& problem : problems()) texts.push_back(std::move(problem.text));
+  return texts;
+}
+
+std::vector<Problem> Host::problems() const {
+  using Kind = Problem::Kind;
+  std::vector<Problem> problems = problems_;
+  const auto add = [&](Kind kind, std::string text) {
+    problems.push_back({kind, std::move(text)});
+  };
   std::map<const Object*, int> expected;
   for (const Object* object : live_) {
     std::vector<Object*> fields;
@@ -271,22 +281,23 @@ std::vector<std::string> Host::accounts() const {
     const std::string name = object->name() + (details.empty() ? "" : " (" + details + ")");
     const int excess = object->references() - object->held() - expected[object];
     if (excess > 0) {
-      problems.push_back(name + ": " + std::to_string(excess) + " reference(s) never released");
+      add(Kind::kLeak, name + ": " + std::to_string(excess) + " reference(s) never released");
     } else if (excess < 0) {
-      problems.push_back(name + ": released " + std::to_string(-excess) + " time(s) too often");
+      add(Kind::kOverRelease,
+          name + ": released " + std::to_string(-excess) + " time(s) too often");
     }
     const auto* picture = dynamic_cast<const Picture*>(object);
     if (picture && picture->openLocks() > 0) {
-      problems.push_back(name + ": " + std::to_string(picture->openLocks()) +
-                         " description lock(s) still open");
+      add(Kind::kLock,
+          name + ": " + std::to_string(picture->openLocks()) + " description lock(s) still open");
     }
   }
   if (!lentTexts_.empty()) {
-    problems.push_back(std::to_string(lentTexts_.size()) + " lent text(s) never given back");
+    add(Kind::kText, std::to_string(lentTexts_.size()) + " lent text(s) never given back");
   }
   for (const Ref<Object>& exception : raised_) {
-    problems.push_back("exception " + std::string(exception->className()) +
-                       " was raised: " + exception->property("Message").text());
+    add(Kind::kException, "exception " + std::string(exception->className()) +
+                              " was raised: " + exception->property("Message").text());
   }
   return problems;
 }

@@ -23,6 +23,16 @@ namespace host {
 
 enum class ApplicationKind : uint8_t { kNone, kDesktop, kConsole, kWeb };
 
+/// What a host gives a plug-in that asks for something new, where that is not what it asked for.
+struct Lies {
+  int moreWidth = 0, moreHeight = 0;  ///< pictures are so much larger; negative: smaller
+  std::optional<Storage> storage;     ///< pictures lie in another storage than their sources
+  PictureFaults pictures;             ///< what is wrong with new pictures
+  int moreBytes = 0;                  ///< memory blocks are so much longer; negative: shorter
+  std::optional<int> blockSize;       ///< the size that new memory blocks report
+  bool hiddenBlocks = false;          ///< new memory blocks have no address
+};
+
 /// What kind of host this is. May be changed at any time through Host::settings.
 struct Settings {
   std::optional<double> version = 2019.02;  ///< nothing: the host does not report one
@@ -36,6 +46,7 @@ struct Settings {
   bool logging = true;                        ///< service calls are logged
   bool recycling = false;                     ///< storage of dead pictures is reused, not cleared
   size_t pictureByteLimit = size_t{1} << 30;  ///< larger pictures cannot be made
+  Lies lies;
 
   /// A host whose application kind goes with the storage: desktop for cairo and drawables, console
   /// for records.
@@ -56,6 +67,21 @@ struct RaisedException {
   std::string className;
   std::string message;  ///< UTF-8; empty when nil
   bool messageNil = true;
+};
+
+/// Something that is not as it should be.
+struct Problem {
+  enum class Kind : uint8_t {
+    kMisuse,       ///< of a handle: none of this host's, released, or of another type
+    kLeak,         ///< references never released
+    kOverRelease,  ///< references released too often
+    kLock,         ///< a description still locked, unlocked twice, or locked at its picture's end
+    kText,         ///< lent text
+    kException,    ///< raised, and nobody took it
+    kResult,       ///< a call's result is not what its declaration says
+  };
+  Kind kind;
+  std::string text;
 };
 
 /// Misbehaviour of one service, and how often it was used. Calls and resolutions count from 1.
@@ -152,8 +178,14 @@ class Host {
   /// that leaked or were released too often, descriptions still locked, lent text not given back,
   /// exceptions nobody took. Empty means balanced.
   std::vector<std::string> accounts() const;
+  /// The same with what kind of problem each is.
+  std::vector<Problem> problems() const;
   /// Notes misuse.
-  void report(std::string problem) { problems_.push_back(std::move(problem)); }
+  void report(std::string problem, Problem::Kind kind = Problem::Kind::kMisuse) {
+    problems_.push_back({kind, std::move(problem)});
+  }
+  /// Everything alive, in no order.
+  const std::vector<Object*>& objects() const { return live_; }
   /// Forgets the misuse noticed so far, for tests that provoke it.
   void clearProblems() { problems_.clear(); }
 
@@ -224,7 +256,7 @@ class Host {
   std::map<std::string_view, int> numbers_;
   std::vector<ServiceState> states_;
   std::vector<CallRecord> calls_;
-  std::vector<std::string> problems_;
+  std::vector<Problem> problems_;
   std::vector<Ref<Object>> raised_;
   std::vector<Ref<Object>> dropped_;
   std::vector<void*> lentTexts_;

@@ -7,6 +7,7 @@
 #include "Speech.h"
 #include "host/plugin/Names.h"
 #include "host/plugin/Plugin.h"
+#include "zvk/validate/Validate.h"
 
 namespace zvk {
 
@@ -48,6 +49,12 @@ constexpr const char* kRunExamples =
     "  zvk run photo.jpg 'FindPicture(@detail.png)'\n"
     "  zvk run '*.jpg' 'PictureSepia(SepiaRed=40)' -o 'out/{name}.png' --skip-existing\n"
     "  curl -s URL | zvk run - Invert -o - --format png | display";
+
+constexpr const char* kValidateExamples =
+    "Examples:\n"
+    "  zvk validate PictureZVK.so\n"
+    "  zvk validate other.so --only 'calls.*' --skip calls.works\n"
+    "  zvk validate PictureZVK.so --only 'sequences.*' --time 600";
 
 constexpr const char* kWaveformExamples =
     "Examples:\n"
@@ -254,6 +261,32 @@ void CommandLine::addInfo() {
   sub.add_flag("--json", options->json, "prints one JSON object per file");
 }
 
+void CommandLine::addValidate() {
+  auto options = std::make_shared<ValidateOptions>();
+  CLI::App& sub = add("validate", "tells whether a plug-in is fit for somebody else's process",
+                      kValidateExamples, options, validate);
+  sub.add_option("PLUGIN", options->plugin, "the plug-in's file (default: as --plugin)");
+  sub.add_flag("--list", options->list, "shows the checks");
+  sub.add_option("--only", options->only, "runs these checks; * stands for any text")
+      ->type_name("PATTERN");
+  sub.add_option("--skip", options->skip, "leaves these checks out")->type_name("PATTERN");
+  sub.add_option("--seed", options->seed, "of everything random")->capture_default_str();
+  sub.add_option("--time", options->time, "seconds of random sequences")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  sub.add_option("--limit", options->caseSeconds, "seconds of work that one case may take")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  sub.add_option("-j,--jobs", options->jobs, "cases at once (default: one per processor)")
+      ->check(CLI::PositiveNumber)
+      ->type_name("N");
+  sub.add_option("--case", options->number, "the one case that runs, of the check of --only")
+      ->check(CLI::PositiveNumber)
+      ->type_name("N");
+  sub.add_flag("--all", options->all, "shows every failing case, not only each check's first");
+  sub.add_flag("--json", options->json, "prints the outcome as JSON");
+}
+
 void CommandLine::addHelp() {
   auto options = std::make_shared<HelpOptions>();
   CLI::App& sub =
@@ -320,6 +353,7 @@ CommandLine::CommandLine(const char* program)
   addInfo();
   addWaveform();
   addList();
+  addValidate();
   addHelp();
   addCompletion();
 }

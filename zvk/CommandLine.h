@@ -35,6 +35,7 @@ class CommandLine {
   void addWaveform();
   void addInfo();
   void addHelp();
+  void addValidate();
   void addCompletion();
   int help(const HelpOptions& options);
   [[nodiscard]] int refuse(const CLI::ParseError& error) const;

@@ -3,10 +3,23 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace host {
+
+namespace {
+
+constexpr uint8_t kSlackByte = 0xC5;
+
+size_t pageSize() {
+  static const auto size = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  return size;
+}
+
+}  // namespace
 
 Memory::Memory(size_t size, Placement placement) : size_(size) {
   if (placement == Placement::kHeap) {
@@ -17,19 +30,32 @@ Memory::Memory(size_t size, Placement placement) : size_(size) {
     data_ = reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(base_) + 63) & ~uintptr_t{63});
     return;
   }
-  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  const size_t page = pageSize();
   const size_t usable = (size + page - 1) / page * page;
-  void* base =
-      mmap(nullptr, usable + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  const size_t mapped = usable + 2 * page;
+  void* base = mmap(nullptr, mapped, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (base == MAP_FAILED) return;
+  uint8_t* inside = static_cast<uint8_t*>(base) + page;
   // A process may only have so many mappings, and each guarded piece takes two.
-  if (mprotect(static_cast<uint8_t*>(base) + usable, page, PROT_NONE) != 0) {
-    munmap(base, usable + page);
+  if (usable > 0 && mprotect(inside, usable, PROT_READ | PROT_WRITE) != 0) {
+    munmap(base, mapped);
     return;
   }
   base_ = base;
-  mapped_ = usable + page;
-  data_ = static_cast<uint8_t*>(base) + usable - size;
+  mapped_ = mapped;
+  const size_t slack = usable - size;
+  const bool atStart = placement == Placement::kGuardedStart;
+  memset(atStart ? inside + size : inside, kSlackByte, slack);
+  data_ = atStart ? inside : inside + slack;
+}
+
+bool Memory::slackIntact() const {
+  if (mapped_ == 0) return true;
+  const auto* inside = static_cast<const uint8_t*>(base_) + pageSize();
+  const auto* end = static_cast<const uint8_t*>(base_) + mapped_ - pageSize();
+  const auto isSlack = [](uint8_t byte) { return byte == kSlackByte; };
+  return std::all_of(inside, static_cast<const uint8_t*>(data_), isSlack) &&
+         std::all_of(static_cast<const uint8_t*>(data_ + size_), end, isSlack);
 }
 
 Memory::Memory(Memory&& other) noexcept

@@ -1,4 +1,4 @@
-// Memory for pixels, text and blocks, optionally ending exactly at a page that cannot be accessed.
+// Memory for pixels, text and blocks, optionally between pages that cannot be accessed.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,9 @@ namespace host {
 
 /// Where a piece of memory lies.
 enum class Placement : uint8_t {
-  kHeap,     ///< ordinary memory, aligned to 64 bytes
-  kGuarded,  ///< the last byte is followed by an unreadable page; alignment follows from the size
+  kHeap,          ///< ordinary memory, aligned to 64 bytes
+  kGuarded,       ///< the last byte is followed by an unreadable page; alignment follows from size
+  kGuardedStart,  ///< the first byte follows an unreadable page
 };
 
 /// Owns a piece of memory. A default-constructed or failed one has null data.
@@ -24,6 +25,9 @@ class Memory {
 
   uint8_t* data() const { return data_; }
   size_t size() const { return size_; }
+  /// Whether the bytes between guarded memory and the unreadable page on its other side, which are
+  /// nobody's, are as they were made.
+  bool slackIntact() const;
 
  private:
   uint8_t* data_ = nullptr;

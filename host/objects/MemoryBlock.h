@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "host/objects/Memory.h"
@@ -20,10 +21,13 @@ class MemoryBlock final : public Object {
 
   /// The block's bytes, null for a block without address.
   uint8_t* data() const { return hideAddress ? nullptr : address_; }
-  int size() const { return size_; }
+  int size() const { return reportedSize.value_or(size_); }
   std::span<uint8_t> bytes() const;
+  /// Whether what surrounds the bytes is as it was made.
+  bool surroundingsIntact() const { return memory_.slackIntact(); }
 
-  bool hideAddress = false;  ///< for tests: the block has no address
+  bool hideAddress = false;         ///< the block has no address
+  std::optional<int> reportedSize;  ///< size that plug-ins are told
 
   std::string details() const override;
   std::string_view className() const override { return "MemoryBlock"; }

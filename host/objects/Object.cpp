@@ -65,6 +65,11 @@ void Object::drop() {
 void Object::settle() {
   publishReferences(references_);
   if (references_ > 0 || held_ > 0 || !alive_) return;
+  // Now or never: the accounts are of the living.
+  if (references_ < 0) {
+    host_.report(name() + ": released " + std::to_string(-references_) + " time(s) too often",
+                 Problem::Kind::kOverRelease);
+  }
   alive_ = false;
   dispose();
   host_.removeObject(*this);

@@ -18,6 +18,8 @@ class String final : public Object {
                         Placement placement = Placement::kHeap);
 
   std::string_view bytes() const;
+  /// Whether what surrounds the bytes is as it was made.
+  bool surroundingsIntact() const { return storage_.slackIntact(); }
   HostULong encoding() const { return record()->encoding; }
   void setEncoding(HostULong encoding) { record()->encoding = encoding; }
   /// The text in UTF-8; raw bytes (encoding 0xFFFF) are taken as they are.

@@ -83,6 +83,11 @@ bool Picture::lockDescription(REALpictureDescription& description, int32_t kind)
   description.data = storage_->dataHandle();
   if (faults.surface != SurfaceFault::kNone) description.data = faultySurface();
   if (faults.nullData) description.data = nullptr;
+  if (HostPixelRecord* own = record()) {
+    if (faults.noRowTable) own->rowStarts = nullptr;
+    const bool lacks = faults.missingRow && *faults.missingRow < height() && own->rowStarts;
+    if (lacks) own->rowStarts[*faults.missingRow] = nullptr;
+  }
   description.width = faults.width.value_or(width());
   description.height = faults.height.value_or(height());
   const int room = static_cast<int>(std::size(description.hostWords));
@@ -99,7 +104,7 @@ void Picture::failLock() {
 
 void Picture::unlockDescription() {
   if (openLocks_ == 0) {
-    host().report("unlockPictureDescription: " + name() + " is not locked");
+    host().report("unlockPictureDescription: " + name() + " is not locked", Problem::Kind::kLock);
     return;
   }
   --openLocks_;
@@ -114,6 +119,7 @@ void* Picture::faultySurface() {
   if (faultyContext_) return faultyContext_;
   const cairo_rectangle_t extents = {0, 0, double(width()), double(height())};
   const int side = faults.surface == SurfaceFault::kZeroSize ? 0 : 1;
+  if (faults.surface == SurfaceFault::kUpsideDown) return upsideDownSurface();
   const cairo_format_t format =
       faults.surface == SurfaceFault::kEightBit ? CAIRO_FORMAT_A8 : CAIRO_FORMAT_ARGB32;
   cairo_surface_t* surface =
@@ -122,6 +128,18 @@ void* Picture::faultySurface() {
           : cairo_image_surface_create(format, side * width(), side * height());
   faultyContext_ = cairo_create(surface);
   if (faults.surface == SurfaceFault::kFinished) cairo_surface_finish(surface);
+  cairo_surface_destroy(surface);
+  return faultyContext_;
+}
+
+// The first row lies last in memory.
+void* Picture::upsideDownSurface() {
+  const int stride = 4 * width();
+  reversedRows_ = Memory(static_cast<size_t>(stride) * height(), Placement::kGuarded);
+  uint8_t* last = reversedRows_.data() + static_cast<size_t>(stride) * (height() - 1);
+  cairo_surface_t* surface =
+      cairo_image_surface_create_for_data(last, CAIRO_FORMAT_RGB24, width(), height(), -stride);
+  faultyContext_ = cairo_create(surface);
   cairo_surface_destroy(surface);
   return faultyContext_;
 }
@@ -152,7 +170,8 @@ void* Picture::method(std::string_view declaration) {
 
 void Picture::dispose() {
   if (openLocks_ > 0) {
-    host().report(name() + " (" + details() + ") was released while its description was locked");
+    host().report(name() + " (" + details() + ") was released while its description was locked",
+                  Problem::Kind::kLock);
   }
   mask_ = nullptr;
   if (graphics_) static_cast<Graphics*>(graphics_.get())->picture_ = nullptr;

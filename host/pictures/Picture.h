@@ -14,7 +14,14 @@ namespace host {
 class Graphics;
 
 /// Surfaces that a lock of kind 12 delivers instead of the picture's own.
-enum class SurfaceFault : uint8_t { kNone, kZeroSize, kFinished, kNotAnImage, kEightBit };
+enum class SurfaceFault : uint8_t {
+  kNone,
+  kZeroSize,
+  kFinished,
+  kNotAnImage,
+  kEightBit,
+  kUpsideDown,  ///< rows of negative length: the first one lies last
+};
 
 /// What is wrong with a picture; for tests.
 struct PictureFaults {
@@ -28,6 +35,8 @@ struct PictureFaults {
   bool unreadableSize = false;    ///< "Width" and "Height" cannot be read
   std::optional<bool> alpha;      ///< value of "HasAlphaChannel" instead of the true one
   bool noGraphics = false;        ///< the picture has no graphics object
+  bool noRowTable = false;        ///< records have no table of their rows
+  std::optional<int> missingRow;  ///< the table of a record's rows lacks this one
 };
 
 class Picture final : public Object {
@@ -47,6 +56,8 @@ class Picture final : public Object {
   bool hasAlpha() const { return storage_ && storage_->options().alpha; }
   const PictureOptions& options() const { return storage_->options(); }
   PixelStorage& storage() { return *storage_; }
+  /// Whether what surrounds the pixels is as it was made.
+  bool surroundingsIntact() const { return !storage_ || storage_->surroundingsIntact(); }
   bool hasStorage() const { return storage_ != nullptr; }
 
   /// Colours 0xAARRGGBB, row after row from the top (see canonicalPixel).
@@ -87,11 +98,13 @@ class Picture final : public Object {
   explicit Picture(Host& host);
   void dispose() override;
   void* faultySurface();
+  void* upsideDownSurface();
 
   std::unique_ptr<PixelStorage> storage_;
   Ref<Picture> mask_;
   Ref<Object> graphics_;  ///< a Graphics, made when first asked for
   cairo_t* faultyContext_ = nullptr;
+  Memory reversedRows_;
   int openLocks_ = 0;
   int cacheClears_ = 0;
 };

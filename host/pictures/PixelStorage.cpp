@@ -17,6 +17,18 @@ namespace {
 
 constexpr int kOpaque7 = 0x7F;
 constexpr int kDrawableDepth = 24;
+constexpr uint32_t kPaddingWord = 0xC5C5C5C5;
+
+// The words behind a row, which a picture does not use.
+void fillPadding(uint8_t* rowEnd, int words) {
+  for (int i = 0; i < words; ++i) memcpy(rowEnd + 4 * i, &kPaddingWord, 4);
+}
+bool paddingIntact(const uint8_t* rowEnd, int words) {
+  for (int i = 0; i < words; ++i) {
+    if (memcmp(rowEnd + 4 * i, &kPaddingWord, 4) != 0) return false;
+  }
+  return true;
+}
 
 // --- cairo --------------------------------------------------------------------------------------
 
@@ -53,6 +65,8 @@ class CairoStorage final : public PixelStorage {
     cairo_restore(context_);
     cairo_surface_flush(surface_);
   }
+  // Surfaces are one piece of memory: what moves whole rows moves the words behind them.
+  bool surroundingsIntact() const override { return memory_.slackIntact(); }
   void pixelsWillBeAccessed() override { cairo_surface_flush(surface_); }
   void pixelsChanged() override { cairo_surface_mark_dirty(surface_); }
 
@@ -78,7 +92,8 @@ class RecordStorage final : public PixelStorage {
     record_->width = width;
     record_->height = height;
     record_->hostPixels = rows_.front();
-    record_->rowStarts = rows_.data();
+    rowStarts_ = rows_;
+    record_->rowStarts = rowStarts_.data();
   }
 
   bool complete() const { return complete_; }
@@ -91,6 +106,15 @@ class RecordStorage final : public PixelStorage {
   }
   void write(const uint32_t* words) override {
     for (int y = 0; y < height(); ++y, words += width()) memcpy(row(y), words, 4u * width());
+  }
+
+  bool surroundingsIntact() const override {
+    // The last row in a block ends where the block ends.
+    for (size_t y = 0; y + 1 < rows_.size(); ++y) {
+      if (!paddingIntact(rows_[y] + 4 * width(), options().paddingWords)) return false;
+    }
+    return std::all_of(blocks_.begin(), blocks_.end(),
+                       [](const Memory& block) { return block.slackIntact(); });
   }
 
   // cairo draws on a copy of the area.
@@ -125,7 +149,10 @@ class RecordStorage final : public PixelStorage {
     blocks_.emplace_back(stride * height() - 4 * size_t(options().paddingWords),
                          options().placement);
     if (blocks_.front().data() == nullptr) return false;
-    for (size_t y = 0; y < rows_.size(); ++y) rows_[y] = blocks_.front().data() + y * stride;
+    for (size_t y = 0; y < rows_.size(); ++y) {
+      rows_[y] = blocks_.front().data() + y * stride;
+      if (y > 0) fillPadding(rows_[y - 1] + 4 * width(), options().paddingWords);
+    }
     return true;
   }
 
@@ -154,6 +181,7 @@ class RecordStorage final : public PixelStorage {
 
   std::unique_ptr<HostPixelRecord> record_;
   std::vector<uint8_t*> rows_;
+  std::vector<uint8_t*> rowStarts_;  ///< what plug-ins see of them
   std::vector<Memory> blocks_;
   bool complete_ = false;
 };
@@ -163,6 +191,7 @@ class RecordStorage final : public PixelStorage {
 struct GdkLibrary {
   Library library{"libgdk-x11-2.0.so.0"};
   ZVK_FUNCTION(g_object_unref);
+  ZVK_FUNCTION(g_type_class_ref);
   ZVK_FUNCTION(gdk_cairo_create);
   ZVK_FUNCTION(gdk_colormap_new);
   ZVK_FUNCTION(gdk_drawable_set_colormap);
@@ -173,6 +202,7 @@ struct GdkLibrary {
   ZVK_FUNCTION(gdk_pixbuf_get_from_drawable);
   ZVK_FUNCTION(gdk_pixbuf_get_pixels);
   ZVK_FUNCTION(gdk_pixbuf_get_rowstride);
+  ZVK_FUNCTION(gdk_pixbuf_get_type);
   ZVK_FUNCTION(gdk_pixmap_new);
   ZVK_FUNCTION(gdk_visual_get_best_with_depth);
 };
@@ -290,11 +320,14 @@ bool connectPatiently() {
   return false;
 }
 
+bool displayIsOpen = false;
+
 std::string findDisplayProblem() {
   const char* name = getenv("DISPLAY");
   if (name == nullptr || *name == '\0') return "DISPLAY is not set";
   try {
     if (!connectPatiently()) return std::string("no X server answers at DISPLAY ") + name;
+    displayIsOpen = true;
     if (gdk().gdk_visual_get_best_with_depth(kDrawableDepth) != nullptr) return "";
     return std::string("the X server at DISPLAY ") + name + " has no colours of 24 bits";
   } catch (const std::runtime_error& error) {
@@ -307,6 +340,25 @@ std::string findDisplayProblem() {
 const std::string& displayProblem() {
   static const std::string problem = findDisplayProblem();
   return problem;
+}
+
+int livePixbufs() {
+  static int count = 0;
+  // Without a display there are no drawables, and no pixbufs of them.
+  if (!displayIsOpen) return 0;
+  static auto* const type =
+      static_cast<GObjectClass*>(gdk().g_type_class_ref(gdk().gdk_pixbuf_get_type()));
+  static const auto construct = type->constructed;
+  static const auto finalize = type->finalize;
+  type->constructed = [](GObject* pixbuf) {
+    ++count;
+    construct(pixbuf);
+  };
+  type->finalize = [](GObject* pixbuf) {
+    --count;
+    finalize(pixbuf);
+  };
+  return count;
 }
 
 uint32_t canonicalPixel(uint32_t word, const PictureOptions& options) {

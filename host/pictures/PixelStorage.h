@@ -64,6 +64,9 @@ class PixelStorage {
   virtual HostPixelRecord* record() { return nullptr; }
   /// First byte of a row, null for drawables.
   virtual uint8_t* row(int) { return nullptr; }
+  /// Whether everything around the pixels (words behind rows, what surrounds guarded memory) is as
+  /// it was made.
+  virtual bool surroundingsIntact() const { return true; }
   /// Around a lock, so that cairo and the plug-in see the same pixels.
   virtual void pixelsWillBeAccessed() {}
   virtual void pixelsChanged() {}
@@ -81,6 +84,9 @@ class PixelStorage {
 /// the first call.
 const std::string& displayProblem();
 inline bool displayAvailable() { return displayProblem().empty(); }
+
+/// How many GDK pixbufs there are more than at the first call. 0 until the display was asked for.
+int livePixbufs();
 
 /// The canonical colour 0xAARRGGBB of a word: without alpha channel opaque, in a record the 7-bit
 /// alpha widened to 8 bits (0 stays 0, 127 becomes 255).

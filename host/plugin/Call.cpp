@@ -89,6 +89,26 @@ Call::Cell Call::toCell(Type type, const Value& value, std::string_view what) co
   return cell;
 }
 
+namespace {
+
+// What came back as an object. Anything else than a living object of the type is reported.
+Object* resultObject(Type type, const void* handle) {
+  if (handle == nullptr) return nullptr;
+  Object* object = Host::object(handle);
+  const bool alive = object && object->alive();
+  const bool fits = type == Type::kPicture  ? dynamic_cast<Picture*>(object) != nullptr
+                    : type == Type::kString ? dynamic_cast<String*>(object) != nullptr
+                                            : dynamic_cast<MemoryBlock*>(object) != nullptr;
+  if (!alive || !fits) {
+    Host::current().report("the result, " + (object ? object->name() : "an unknown address") +
+                               ", is no living " + traits(type).name,
+                           Problem::Kind::kResult);
+  }
+  return alive ? object : nullptr;
+}
+
+}  // namespace
+
 Value Call::fromCell(Type type, const Cell& cell, bool takeOver) {
   switch (type) {
     case Type::kInteger:
@@ -104,7 +124,7 @@ Value Call::fromCell(Type type, const Cell& cell, bool takeOver) {
     default:
       break;
   }
-  Object* object = Host::object(cell.handle);
+  Object* object = resultObject(type, cell.handle);
   const Ref<Object> reference = takeOver ? Ref<Object>::adopt(object) : Ref<Object>(object);
   if (type != Type::kString) return reference;
   return StringRef(dynamic_cast<String*>(object));

@@ -8,7 +8,12 @@ namespace {
 // --- Memory blocks ------------------------------------------------------------------------------
 
 REALmemoryBlockStruct* newBlock(Host& host, int size) {
-  return handOut(MemoryBlock::create(host, size, host.settings.placement));
+  const Lies& lies = host.settings.lies;
+  MemoryBlock* block = MemoryBlock::create(host, size + lies.moreBytes, host.settings.placement);
+  if (block == nullptr) return nullptr;
+  block->reportedSize = lies.blockSize;
+  block->hideAddress = lies.hiddenBlocks;
+  return handOut(block);
 }
 
 void* blockAddress(Host& host, REALmemoryBlockStruct* handle) {

@@ -7,25 +7,30 @@ namespace host {
 
 namespace {
 
-PictureOptions plainOptions(const Host& host) {
+PictureOptions optionsOfNew(const Host& host, bool alpha) {
   PictureOptions options = host.settings.newPictures;
-  options.alpha = false;
+  options.storage = host.settings.lies.storage.value_or(options.storage);
+  options.alpha = alpha;
+  // Drawables have no alpha channel: a host that keeps pictures in them uses cairo for those that
+  // have.
+  if (alpha && options.storage == Storage::kDrawable) options.storage = Storage::kCairo;
   return options;
 }
 
 REALpictureStruct* newPicture(Host& host, HostLong width, HostLong height, HostLong) {
-  return handOut(Picture::create(host, width, height, plainOptions(host)));
+  const Lies& lies = host.settings.lies;
+  Picture* picture = Picture::create(host, width + lies.moreWidth, height + lies.moreHeight,
+                                     optionsOfNew(host, false));
+  if (picture) picture->faults = lies.pictures;
+  return handOut(picture);
 }
 
-// Drawables have no alpha channel: a host that keeps pictures in them uses cairo for those that
-// have.
 void constructPicture(Host& host, REALpictureStruct* handle, HostLong width, HostLong height) {
   auto* picture = host.use<Picture>(handle, "Picture.Constructor");
   if (picture == nullptr) return;
-  PictureOptions options = host.settings.newPictures;
-  options.alpha = true;
-  if (options.storage == Storage::kDrawable) options.storage = Storage::kCairo;
-  picture->build(width, height, options);
+  const Lies& lies = host.settings.lies;
+  picture->build(width + lies.moreWidth, height + lies.moreHeight, optionsOfNew(host, true));
+  picture->faults = lies.pictures;
 }
 
 REALgraphicsStruct* graphics(Host& host, REALpictureStruct* handle) {
@@ -65,7 +70,7 @@ void clearCache(Host& host, REALpictureStruct* handle) {
 REALpictureStruct* buildFromBuffer(Host& host, HostLong width, HostLong height, RBPixelType type,
                                    void* buffer, HostLong rowBytes) {
   if (type != kPixelTypeRGB24 || buffer == nullptr || rowBytes < 3 * width) return nullptr;
-  Picture* picture = Picture::create(host, width, height, plainOptions(host));
+  Picture* picture = Picture::create(host, width, height, optionsOfNew(host, false));
   if (picture == nullptr) return nullptr;
   std::vector<uint32_t> words;
   words.reserve(static_cast<size_t>(width) * height);

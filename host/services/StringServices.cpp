@@ -74,7 +74,8 @@ HostBoolean getData(Host& host, REALstringStruct* handle, HostULong encoding, RE
 void disposeData(Host& host, REALstringData* data) {
   if (data == nullptr || data->data == nullptr) return;
   if (!host.returnText(data->data)) {
-    host.report("PluginDisposeStringData: this text was not lent by the host");
+    host.report("PluginDisposeStringData: this text was not lent by the host",
+                Problem::Kind::kText);
   }
 }
 

@@ -38,3 +38,9 @@ Result callHost(Args... args) noexcept {
   if (entry == nullptr) return Result();
   return entry(args...);
 }
+
+/// Whether the host has the service `entryName` that takes such arguments and gives nothing.
+template <FixedString entryName, typename... Args>
+bool hostOffers() noexcept {
+  return serviceSlot<entryName, void(Args...)>.resolve(entryName.text) != nullptr;
+}

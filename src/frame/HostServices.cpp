@@ -46,9 +46,12 @@ HostLong REALCallFunctionWithExceptionHandler(void (*function)(void*), void* dat
 
 void REALLockObject(REALobjectStruct* object) noexcept { callHost<"REALLockObject">(object); }
 void REALUnlockObject(REALobjectStruct* object) noexcept { callHost<"REALUnlockObject">(object); }
-bool hostAddsReferences() noexcept {
-  constexpr FixedString kEntry = "REALLockObject";
-  return serviceSlot<kEntry, void(REALobjectStruct*)>.resolve(kEntry.text) != nullptr;
+bool hostAddsReferences() noexcept { return hostOffers<"REALLockObject", REALobjectStruct*>(); }
+bool hostAddsStringReferences() noexcept {
+  return hostOffers<"REALLockString", REALstringStruct*>();
+}
+bool hostRaisesExceptions() noexcept {
+  return hostOffers<"RuntimeRaiseException", REALobjectStruct*>();
 }
 REALobjectStruct* REALnewInstance(const char* className) noexcept {
   return callHost<"PluginNewInstance", REALobjectStruct*>(className);

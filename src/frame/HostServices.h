@@ -32,6 +32,10 @@ void REALUnlockObject(REALobjectStruct* object) noexcept;
 /// Whether references can be added at all; without that, nothing that the host hands out is safe to
 /// keep.
 bool hostAddsReferences() noexcept;
+/// The same of references to strings.
+bool hostAddsStringReferences() noexcept;
+/// Whether the host can raise exceptions. One that is not raised is its maker's to release.
+bool hostRaisesExceptions() noexcept;
 /// A new instance with one reference for the caller, or null.
 REALobjectStruct* REALnewInstance(const char* className) noexcept;
 /// The same by class reference; null, without asking the host, for a null reference.

@@ -71,6 +71,7 @@ void RaiseException(const char* className, const char* message) noexcept {
   REALobjectStruct* exception = REALnewInstance(className);
   if (exception == nullptr) exception = REALnewInstance("NilObjectException");
   if (exception == nullptr) return;
+  if (!hostRaisesExceptions()) return REALUnlockObject(exception);
   REALstringStruct* text = CString2RBmax(message, kEncodingASCII, 0);
   REALRaiseException(exception);
   // Hosts fill in a message of their own while raising, so ours is set after that.
@@ -99,6 +100,7 @@ REALstringStruct* REALConvertStringFast(REALstringStruct* string, HostULong enco
   const bool containsASCII = encoding == kEncodingWindowsLatin1 || encoding == kEncodingUTF8 ||
                              encoding == kEncodingMacRoman;
   if (string->encoding == encoding || (string->encoding == kEncodingASCII && containsASCII)) {
+    if (!hostAddsStringReferences()) return nullptr;
     REALLockString(string);
     return string;
   }
@@ -149,7 +151,9 @@ REALmemoryBlockStruct* REALBuildMemoryblock(const void* data, int size) noexcept
   REALmemoryBlockStruct* block = REALNewMemoryBlock(size);
   if (block == nullptr) return nullptr;
   void* bytes = REALMemoryBlockGetPtr(block);
-  if (bytes == nullptr) {
+  const HostLong room = memoryBlockSize(block);
+  const bool tooShort = room >= 0 && room < size;
+  if (bytes == nullptr || tooShort) {
     REALUnlockObject(asObject(block));
     return nullptr;
   }

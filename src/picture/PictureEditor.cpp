@@ -68,6 +68,8 @@ bool fillFromDrawable(PictureEditor& e) noexcept {
   if (e.description.kind != kDescriptionDrawable || drawable == nullptr || !LoadGTK()) return false;
   e.width = e.description.width;
   e.height = e.description.height;
+  // GDK prints a complaint about these.
+  if (e.width < 1 || e.height < 1) return false;
   e.pixbuf =
       _gdk_pixbuf_get_from_drawable(nullptr, drawable, nullptr, 0, 0, 0, 0, e.width, e.height);
   if (e.pixbuf == nullptr) return false;

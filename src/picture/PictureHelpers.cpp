@@ -184,7 +184,8 @@ int32_t GetPictureHeight(REALpictureStruct* picture) noexcept {
 }
 
 REALpictureStruct* BitmapPicture(REALpictureStruct* picture) noexcept {
-  if (picture != nullptr) REALLockObject(asObject(picture));
+  if (picture == nullptr || !hostAddsReferences()) return nullptr;
+  REALLockObject(asObject(picture));
   return picture;
 }
 

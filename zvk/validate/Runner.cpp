@@ -1,0 +1,192 @@
+#include "Runner.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+namespace zvk::validation {
+
+namespace {
+
+/// Plans run every method once or more, so they get more time than cases.
+constexpr double kPlanTimes = 6;
+
+// SIGCHLD waits until it is waited for.
+sigset_t childSignal() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGCHLD);
+  return set;
+}
+
+// What the process printed last, which sanitizers and the C library use for their last words.
+std::string lastWords(int file) {
+  char text[600];
+  const off_t size = lseek(file, 0, SEEK_END);
+  const ssize_t length = pread(file, text, sizeof text, size > 600 ? size - 600 : 0);
+  return length > 0 ? std::string(text, static_cast<size_t>(length)) : "";
+}
+
+}  // namespace
+
+Runner::Runner(const Context& context, int jobs, double caseSeconds)
+    : context_(context),
+      caseSeconds_(caseSeconds),
+      jobs_(static_cast<size_t>(jobs)),
+      slots_(shareSlots(jobs_.size())) {
+  if (slots_.empty()) throw std::runtime_error("no memory for the cases");
+  for (Job& job : jobs_) {
+    job.output = memfd_create("output", MFD_CLOEXEC);
+    if (job.output < 0) throw std::runtime_error("no file for what cases print");
+  }
+  const sigset_t children = childSignal();
+  sigprocmask(SIG_BLOCK, &children, nullptr);
+}
+
+Runner::~Runner() {
+  for (const Job& job : jobs_) {
+    if (job.process > 0) {
+      kill(job.process, SIGKILL);
+      waitpid(job.process, nullptr, 0);
+    }
+    close(job.output);
+  }
+  munmap(slots_.data(), slots_.size_bytes());
+  const sigset_t children = childSignal();
+  sigprocmask(SIG_UNBLOCK, &children, nullptr);
+}
+
+void Runner::work(const Job& job, Slot& slot) const {
+  const sigset_t children = childSignal();
+  sigprocmask(SIG_UNBLOCK, &children, nullptr);
+  dup2(job.output, STDOUT_FILENO);
+  dup2(job.output, STDERR_FILENO);
+  for (const Job& each : jobs_) close(each.output);
+  // A core file of each crash would fill the disk; a loop without end is found out by its work,
+  // however busy the machine is.
+  const auto seconds = static_cast<rlim_t>(std::ceil(caseSeconds_ * (job.number == 0 ? 6 : 1)));
+  const rlimit none{0, 0}, limited{seconds, seconds + 1};
+  setrlimit(RLIMIT_CORE, &none);
+  setrlimit(RLIMIT_CPU, &limited);
+  Log log(slot);
+  const Trial& trial = trials()[static_cast<size_t>(job.work.trial)];
+  try {
+    if (job.number == 0) {
+      const std::vector<Case> cases = trial.plan(context_, log);
+      slot.caseCount = static_cast<uint32_t>(std::min(cases.size(), std::size(slot.cases)));
+      std::copy_n(cases.begin(), slot.caseCount, slot.cases);
+    } else {
+      trial.run(context_, job.work, log);
+    }
+  } catch (const std::exception& error) {
+    log.fail(trial.check, error.what());
+  }
+  slot.complete = true;
+  _exit(0);
+}
+
+void Runner::start(Job& job, Slot& slot, const Case& work, int number) {
+  slot.calls = 0;
+  slot.complete = false;
+  slot.doing[0] = 0;
+  slot.used = 0;
+  slot.caseCount = 0;
+  if (ftruncate(job.output, 0) != 0) throw std::runtime_error("no file for what cases print");
+  lseek(job.output, 0, SEEK_SET);
+  job.work = work;
+  job.number = number;
+  job.start = Clock::now();
+  job.late = false;
+  fflush(nullptr);
+  job.process = fork();
+  if (job.process < 0) throw std::runtime_error("no further process can be started");
+  if (job.process == 0) this->work(job, slot);
+}
+
+std::string Runner::ending(const Job& job, const Slot& slot, int status) const {
+  if (slot.complete && WIFEXITED(status)) return "";
+  std::string text;
+  char number[32];
+  if (job.late || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)) {
+    snprintf(number, sizeof number, "%g", caseSeconds_);
+    text = std::string("took longer than ") + number + " seconds";
+  } else if (WIFSIGNALED(status)) {
+    text = std::string("crashed (") + strsignal(WTERMSIG(status)) + ")";
+  } else {
+    text = "ended the process with status " + std::to_string(WEXITSTATUS(status));
+  }
+  if (slot.doing[0]) text += " in " + std::string(slot.doing);
+  const std::string words = lastWords(job.output);
+  if (!words.empty()) text += "; printed: " + words;
+  return text;
+}
+
+size_t Runner::waitForOne() {
+  const sigset_t children = childSignal();
+  for (;;) {
+    for (size_t i = 0; i < jobs_.size(); ++i) {
+      Job& job = jobs_[i];
+      if (job.process == 0) continue;
+      int status = 0;
+      if (waitpid(job.process, &status, WNOHANG) == job.process) {
+        job.process = 0;
+        statuses_.assign(1, status);
+        return i;
+      }
+      const std::chrono::duration<double> age = Clock::now() - job.start;
+      // Wall time counts less than work: the machine may be busy with other things.
+      const double limit = 4 * caseSeconds_ * (job.number == 0 ? kPlanTimes : 1);
+      if (!job.late && age.count() > limit) {
+        job.late = true;
+        kill(job.process, SIGKILL);
+      }
+    }
+    const timespec wait{0, 100'000'000};
+    sigtimedwait(&children, nullptr, &wait);
+  }
+}
+
+std::vector<Case> Runner::plan(int16_t trial, const std::function<void(const Outcome&)>& planned) {
+  Case work;
+  work.trial = trial;
+  start(jobs_[0], slots_[0], work, 0);
+  waitForOne();
+  const Slot& slot = slots_[0];
+  std::vector<Case> cases(slot.cases, slot.cases + slot.caseCount);
+  for (Case& each : cases) each.trial = trial;
+  planned({work, 0, ending(jobs_[0], slot, statuses_[0]), &slot});
+  return cases;
+}
+
+void Runner::run(const std::function<int(Case&)>& next,
+                 const std::function<void(const Outcome&)>& done) {
+  size_t running = 0;
+  bool more = true;
+  while (more || running > 0) {
+    for (size_t i = 0; more && i < jobs_.size(); ++i) {
+      if (jobs_[i].process != 0) continue;
+      Case work;
+      const int number = next(work);
+      more = number != 0;
+      if (!more) break;
+      start(jobs_[i], slots_[i], work, number);
+      ++running;
+    }
+    if (running == 0) break;
+    const size_t i = waitForOne();
+    --running;
+    done({jobs_[i].work, jobs_[i].number, ending(jobs_[i], slots_[i], statuses_[0]), &slots_[i]});
+  }
+}
+
+}  // namespace zvk::validation
