@@ -316,6 +316,10 @@ void Host::dropException(Object& exception) { dropped_.push_back(Ref<Object>::ad
 std::optional<RaisedException> Host::takeException() {
   dropped_.clear();
   if (raised_.empty()) return std::nullopt;
+  if (raised_.size() > 1) {
+    report(std::to_string(raised_.size()) + " exceptions were raised in one call",
+           Problem::Kind::kException);
+  }
   const Ref<Object> first = raised_.front();
   raised_.clear();
   const Value message = first->property("Message");

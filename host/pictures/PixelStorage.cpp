@@ -92,8 +92,7 @@ class RecordStorage final : public PixelStorage {
     record_->width = width;
     record_->height = height;
     record_->hostPixels = rows_.front();
-    rowStarts_ = rows_;
-    record_->rowStarts = rowStarts_.data();
+    record_->rowStarts = rows_.data();
   }
 
   bool complete() const { return complete_; }
@@ -101,17 +100,22 @@ class RecordStorage final : public PixelStorage {
   void* dataHandle() override { return record_.get(); }
   HostPixelRecord* record() override { return record_.get(); }
   uint8_t* row(int y) override { return rows_[static_cast<size_t>(y)]; }
+  // The table of rows may lack some, see PictureFaults.
   void read(uint32_t* words) override {
-    for (int y = 0; y < height(); ++y, words += width()) memcpy(words, row(y), 4u * width());
+    for (int y = 0; y < height(); ++y, words += width()) {
+      if (row(y)) memcpy(words, row(y), 4u * width());
+    }
   }
   void write(const uint32_t* words) override {
-    for (int y = 0; y < height(); ++y, words += width()) memcpy(row(y), words, 4u * width());
+    for (int y = 0; y < height(); ++y, words += width()) {
+      if (row(y)) memcpy(row(y), words, 4u * width());
+    }
   }
 
   bool surroundingsIntact() const override {
     // The last row in a block ends where the block ends.
     for (size_t y = 0; y + 1 < rows_.size(); ++y) {
-      if (!paddingIntact(rows_[y] + 4 * width(), options().paddingWords)) return false;
+      if (rows_[y] && !paddingIntact(rows_[y] + 4 * width(), options().paddingWords)) return false;
     }
     return std::all_of(blocks_.begin(), blocks_.end(),
                        [](const Memory& block) { return block.slackIntact(); });
@@ -181,7 +185,6 @@ class RecordStorage final : public PixelStorage {
 
   std::unique_ptr<HostPixelRecord> record_;
   std::vector<uint8_t*> rows_;
-  std::vector<uint8_t*> rowStarts_;  ///< what plug-ins see of them
   std::vector<Memory> blocks_;
   bool complete_ = false;
 };

@@ -90,13 +90,14 @@ void SetEmbededMask(REALpictureStruct* self, HostBoolean swap, REALpictureStruct
   if (!target) return;
   ScopedReader source(mask);
   if (!source) return;
-  PictureEditor& e = target.editor();
-  const bool isRecord = e.pixelFormat == kPixelFormatHostBuffer;
-  if (!isRecord && e.pixelFormat != kPixelFormatCairoARGB) return;  // no alpha to write to
-  // The host has to know, or it goes on showing the old alpha.
-  e.clearCacheOnClose = true;
-  const auto write = isRecord ? writeMask<AlphaBits> : writeMask<AlphaByte>;
-  write(e, source.editor(), swapBits(swap));
+  switch (target.editor().pixelFormat) {
+    case kPixelFormatCairoARGB:
+      return writeMask<AlphaByte>(target.editor(), source.editor(), swapBits(swap));
+    case kPixelFormatHostBuffer:
+      return writeMask<AlphaBits>(target.editor(), source.editor(), swapBits(swap));
+    default:  // no alpha to write to
+      return;
+  }
 }
 
 HostBoolean PictureHasMask(REALpictureStruct* self) noexcept {
