@@ -133,7 +133,7 @@ class RecordStorage final : public PixelStorage {
     uint8_t* pixels = cairo_image_surface_get_data(surface);
     const int stride = cairo_image_surface_get_stride(surface);
     for (int y = top; y < bottom; ++y) {
-      memcpy(pixels + static_cast<size_t>(y - top) * stride, row(y) + 4 * left, bytes);
+      if (row(y)) memcpy(pixels + static_cast<size_t>(y - top) * stride, row(y) + 4 * left, bytes);
     }
     cairo_surface_mark_dirty(surface);
     cairo_t* context = cairo_create(surface);
@@ -142,6 +142,7 @@ class RecordStorage final : public PixelStorage {
     cairo_destroy(context);
     cairo_surface_flush(surface);
     for (int y = top; y < bottom; ++y) {
+      if (row(y) == nullptr) continue;
       copyColours(row(y) + 4 * left, pixels + static_cast<size_t>(y - top) * stride, right - left);
     }
     cairo_surface_destroy(surface);
