@@ -19,7 +19,7 @@ struct Saturation {
   float factor;  ///< 1 changes nothing
 
   explicit Saturation(int64_t in255ths) noexcept {
-    // Half of the least difference of two numbers more, then rounded: never nearer to zero.
+    // Half a unit in the last place of a float more, then rounded: never nearer to zero.
     constexpr double kAway = 1 + 0x1p-24;
     factor = static_cast<float>(static_cast<double>(in255ths) / 255 * kAway);
   }

@@ -49,13 +49,13 @@ struct Sideways {
   void operator()(uint8_t* to, const uint8_t* from) const noexcept {
     const size_t moved = static_cast<size_t>(right < 0 ? -right : right), rest = pixels - moved;
     uint8_t* const uncovered = right < 0 ? to + rest : to;
-    memcpy(right < 0 ? to : to + moved, right < 0 ? from + moved : from, rest);
+    memmove(right < 0 ? to : to + moved, right < 0 ? from + moved : from, rest);
     if (wrap) {
-      memcpy(uncovered, right < 0 ? from : from + rest, moved);
+      memmove(uncovered, right < 0 ? from : from + rest, moved);
     } else {
       memset(uncovered, kFill, moved);
     }
-    memcpy(to + pixels, from + pixels, length - pixels);
+    memmove(to + pixels, from + pixels, length - pixels);
   }
 };
 
@@ -179,18 +179,16 @@ bool scrollHorizontalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
   ScopedEditor scoped(picture);
   if (!scoped || !hasPixels(scoped.editor())) return true;
   PictureEditor& e = scoped.editor();
-  // Turning right by delta is turning left by the rest of the width. To the left, rows are read and
-  // written forwards, which memory likes better.
   const int32_t way = shortestWay(delta, e.width);
-  const size_t front = static_cast<size_t>(way > 0 ? e.width - way : -way) * kPixelBytes;
-  const size_t back = static_cast<size_t>(e.width) * kPixelBytes - front;
-  const auto buffer = zeroedBuffer<uint8_t>(static_cast<int64_t>(front));
+  const size_t moved = static_cast<size_t>(way > 0 ? way : -way) * kPixelBytes;
+  const size_t rest = static_cast<size_t>(e.width) * kPixelBytes - moved;
+  const auto buffer = zeroedBuffer<uint8_t>(static_cast<int64_t>(moved));
   if (way == 0 || buffer == nullptr) return true;
   uint8_t* saved = buffer.get();
   forEachRow(e, [=](uint8_t* row) {
-    memcpy(saved, row, front);
-    memmove(row, row + front, back);
-    memcpy(row + back, saved, front);
+    memcpy(saved, way > 0 ? row + rest : row, moved);
+    memmove(way > 0 ? row + moved : row, way > 0 ? row : row + moved, rest);
+    memcpy(way > 0 ? row : row + rest, saved, moved);
   });
   return true;
 }

@@ -1,7 +1,6 @@
 #include <cmath>
 
 #include "operations/Operations.h"
-#include "pixels/ChannelTables.h"
 #include "pixels/Pixels.h"
 
 namespace {
@@ -10,100 +9,81 @@ using namespace pixels;
 
 constexpr int32_t kLevels = 256;
 
-/// A value for each channel.
-struct PerChannel {
-  double red, green, blue;
+/// One channel's curve: a value that is not yet converted to a channel. All of them are contrast
+/// around a pivot, then brightness; what a curve does without, changes nothing.
+struct Curve {
+  double pivot = 0, factor = 1, level = 0;  ///< (v - pivot) * factor + level
+  double scale = 1, offset = 0;             ///< of that
 
-  static constexpr PerChannel same(double value) { return {value, value, value}; }
+  double operator()(double v) const noexcept {
+    return ((v - pivot) * factor + level) * scale + offset;
+  }
 };
 
-// --- Curves -------------------------------------------------------------------------------------
+Curve linearBrightness(double brightness, Curve curve = {}) noexcept {
+  curve.scale = (255 + (brightness < 0 ? brightness : -brightness)) / 255;
+  curve.offset = brightness < 0 ? 0 : brightness;
+  return curve;
+}
 
-// Each curve maps a channel value to a value that is not yet converted to a channel. All of them
-// are straight lines.
+Curve absoluteBrightness(double brightness, Curve curve = {}) noexcept {
+  curve.offset = brightness;
+  return curve;
+}
 
-struct LinearBrightness {
-  double scale, offset;
-
-  explicit LinearBrightness(double brightness) noexcept
-      : scale((255 + (brightness < 0 ? brightness : -brightness)) / 255),
-        offset(brightness < 0 ? 0 : brightness) {}
-  [[nodiscard]] double operator()(double v) const noexcept { return v * scale + offset; }
-};
-
-struct AbsoluteBrightness {
-  double brightness;
-
-  double operator()(double v) const noexcept { return v + brightness; }
-};
-
-struct Contrast {
-  double factor;
-
-  explicit Contrast(double contrast) noexcept : factor(contrast + 1) {}
-  double operator()(double v) const noexcept { return 127 + (v - 127) * factor; }
-};
-
-struct Linear {
-  double a, b;
-
-  double operator()(double v) const noexcept { return a * v + b; }
-};
-
-template <typename Brightness>
-struct ContrastThen {
-  Contrast contrast;
-  Brightness brightness;
-
-  double operator()(double v) const noexcept { return brightness(contrast(v)); }
-};
+Curve contrast(double amount) noexcept {
+  return {.pivot = 127, .factor = amount + 1, .level = 127};
+}
 
 // --- Conversion to channels ---------------------------------------------------------------------
 
-// A rule turns any computed value into a whole number: truncation toward zero, which saturates (NaN
-// gives 0). `kept` leaves the channel of a number in 65536ths in its bits 16 to 23.
+// Any computed value becomes a whole number by truncation toward zero within limits; NaN gives 0.
+// Of that, a channel keeps the low 8 bits.
 
-/// Clamps to 0..255.
-struct Clamping {
-  static constexpr bool kClamps = true;
+struct Limits {
+  double low, high;
+};
+constexpr Limits kClamped{0, 255};
+/// Those of 32 bits.
+constexpr Limits kWrapped{-2147483648.0, 2147483647.0};
 
-  static int32_t whole(double value) noexcept {
-    // The comparisons are false for NaN.
-    const double positive = value > 0.0 ? value : 0.0;
-    return static_cast<int32_t>(positive < 255.0 ? positive : 255.0);
+/// A curve by the formula itself. Values are lifted away from zero by more than their rounding
+/// error, and by less than a billionth. So a value that is a whole number but for rounding gives
+/// that number.
+struct Formula {
+  Curve curve;
+  Limits limits;
+  double lift;
+
+  Formula(const Curve& c, const Limits& l) noexcept : curve(c), limits(l) {
+    // Where values are larger, those that matter, next to the pivot, are exact.
+    constexpr double kRounding = 0x1p-50, kLargest = 0x1p20;
+    const double ends = std::max(std::abs(curve(0)), std::abs(curve(kLevels - 1)));
+    lift = std::max(ends < kLargest ? ends : kLargest, 255.0) * kRounding;
   }
-  static int32_t kept(int32_t parts) noexcept {
-    return std::min(std::max(parts, 0), (kLevels << 16) - 1);
+  [[nodiscard]] int32_t whole(int32_t v) const noexcept {
+    const double value = curve(v);
+    const double lifted = value + __builtin_copysign(lift, value);
+    const double number = lifted == lifted ? lifted : 0.0;
+    const double high = number < limits.high ? number : limits.high;
+    return static_cast<int32_t>(high > limits.low ? high : limits.low);
   }
 };
 
-/// Keeps the low 8 bits.
-struct Wrapping {
-  static constexpr bool kClamps = false;
+struct Formulas {
+  Formula red, green, blue;
 
-  static int32_t whole(double value) noexcept {
-    const double number = value == value ? value : 0.0;
-    const double high = number < 2147483647.0 ? number : 2147483647.0;
-    return static_cast<int32_t>(high > -2147483648.0 ? high : -2147483648.0);
+  uint32_t operator()(uint32_t word) const noexcept {
+    const Rgb v = unpack(word);
+    return pack({red.whole(v.red) & 0xFF, green.whole(v.green) & 0xFF, blue.whole(v.blue) & 0xFF});
   }
-  static int32_t kept(int32_t parts) noexcept { return parts; }
 };
 
 /// What a curve makes of each level.
 using Levels = int32_t[kLevels];
 
-/// Values are lifted away from zero by more than their rounding error, and by far less than
-/// anything else. So a value that is a whole number but for rounding gives that number.
-template <typename Rule, typename Curve>
-ZVK_CLONES void findLevels(Curve curve, Levels& levels, Rule) noexcept {
-  // Where values are huge, those that matter, next to a pivot, are exact.
-  constexpr double kRounding = 0x1p-50, kLargest = 0x1p30;
-  const double ends = std::max(std::abs(curve(0)), std::abs(curve(kLevels - 1)));
-  const double lift = std::max(ends < kLargest ? ends : kLargest, 255.0) * kRounding;
-  for (int32_t v = 0; v < kLevels; ++v) {
-    const double value = curve(v);
-    levels[v] = Rule::whole(value + __builtin_copysign(lift, value));
-  }
+ZVK_CLONES void findLevels(const Formula& formula, Levels& levels) noexcept {
+  for (int32_t v = 0; v < kLevels; ++v) levels[v] = formula.whole(v);
 }
 
 // --- Curves in whole numbers --------------------------------------------------------------------
@@ -126,14 +106,13 @@ struct Bounds {
 
 /// The starts with which a line of this slope gives these numbers. Beyond where clamping begins,
 /// one bound is enough.
-template <typename Rule>
-ZVK_CLONES Bounds boundsOf(const Levels& levels, int32_t slope, Rule) noexcept {
+ZVK_CLONES Bounds boundsOf(const Levels& levels, int32_t slope, bool clamps) noexcept {
   constexpr int32_t kLowest = -(1 << 30), kHighest = 1 << 30;
   Levels lowest, highest;
   for (int32_t v = 0; v < kLevels; ++v) {
     const int32_t start = levels[v] * kOne - v * slope;
-    lowest[v] = Rule::kClamps && levels[v] <= 0 ? kLowest : start;
-    highest[v] = Rule::kClamps && levels[v] >= 255 ? kHighest : start + kOne - 1;
+    lowest[v] = clamps && levels[v] <= 0 ? kLowest : start;
+    highest[v] = clamps && levels[v] >= 255 ? kHighest : start + kOne - 1;
   }
   Bounds bounds{kLowest, kHighest};
   for (int32_t v = 0; v < kLevels; ++v) {
@@ -143,140 +122,131 @@ ZVK_CLONES Bounds boundsOf(const Levels& levels, int32_t slope, Rule) noexcept {
   return bounds;
 }
 
-/// Finds the line that meets a curve from `first` to `last` at all levels, if there is one.
-template <typename Rule>
-bool findLine(const Levels& levels, double first, double last, Line& line) noexcept {
+/// Finds the line that meets a curve at all levels, if there is one.
+bool findLine(const Formula& formula, bool clamps, Line& line) noexcept {
   // Within these limits nothing leaves 32 bits.
   constexpr double kLargest = 1 << 14, kSteepest = 120;
+  const double first = formula.curve(0), last = formula.curve(kLevels - 1);
   // False, too, for what is not a number.
   if (!(std::abs(first) < kLargest && std::abs(last) < kLargest)) return false;
   const double slope = (last - first) / (kLevels - 1);
   if (std::abs(slope) > kSteepest) return false;
   line.slope = static_cast<int32_t>(slope * kOne + __builtin_copysign(0.5, slope));
-  const Bounds bounds = boundsOf(levels, line.slope, Rule{});
+  Levels levels;
+  findLevels(formula, levels);
+  const Bounds bounds = boundsOf(levels, line.slope, clamps);
   if (!bounds.meet()) return false;
   line.start = bounds.lowest + (bounds.highest - bounds.lowest) / 2;
   return true;
 }
 
-template <typename Rule>
+template <bool clamps>
 struct Lines {
   Line red, green, blue;
 
   uint32_t operator()(uint32_t word) const noexcept {
     const Rgb v = unpack(word);
-    const auto kept = [](int32_t parts) { return static_cast<uint32_t>(Rule::kept(parts)); };
     return (kept(red(v.red)) & 0xFF0000) | (kept(green(v.green)) >> 8 & 0xFF00) |
            (kept(blue(v.blue)) >> 16 & 0xFF);
+  }
+
+ private:
+  /// The channel in bits 16 to 23.
+  static uint32_t kept(int32_t parts) noexcept {
+    constexpr int32_t kMost = (kLevels << 16) - 1;
+    return static_cast<uint32_t>(clamps ? std::min(std::max(parts, 0), kMost) : parts);
   }
 };
 
 // --- Frames -------------------------------------------------------------------------------------
 
-/// One channel's curve: its levels, and the line that meets them, if there is one.
-template <typename Rule>
-struct Channel {
-  Levels levels;
-  Line line{};
-  bool straight;
-
-  template <typename Curve>
-  explicit Channel(Curve curve) noexcept {
-    findLevels(curve, levels, Rule{});
-    straight = findLine<Rule>(levels, curve(0), curve(kLevels - 1), line);
+/// By lines if they meet all three curves, else by the formula; where there are few pixels, it
+/// takes longer to find lines.
+template <bool clamps>
+void mapTones(PictureEditor& reader, PictureEditor& writer, const Formulas& formulas) noexcept {
+  constexpr int64_t kFew = 4 * kLevels;
+  Lines<clamps> lines;
+  const bool found =
+      int64_t{writer.width} * writer.height > kFew && findLine(formulas.red, clamps, lines.red) &&
+      findLine(formulas.green, clamps, lines.green) && findLine(formulas.blue, clamps, lines.blue);
+  if (found) {
+    mapPixels(reader, writer, lines);
+  } else {
+    mapPixels(reader, writer, formulas);
   }
-};
-
-ChannelTables tablesOf(const Levels& red, const Levels& green, const Levels& blue) noexcept {
-  uint8_t bytes[3][kLevels];
-  for (int32_t v = 0; v < kLevels; ++v) {
-    bytes[0][v] = static_cast<uint8_t>(red[v]);
-    bytes[1][v] = static_cast<uint8_t>(green[v]);
-    bytes[2][v] = static_cast<uint8_t>(blue[v]);
-  }
-  return {bytes[0], bytes[1], bytes[2]};
 }
 
-/// By lines if they meet all three curves, else by tables of their levels.
-template <typename Rule>
-void mapTones(PictureEditor& reader, PictureEditor& writer, const Channel<Rule>& red,
-              const Channel<Rule>& green, const Channel<Rule>& blue) noexcept {
-  if (red.straight && green.straight && blue.straight) {
-    return mapPixels(reader, writer, Lines<Rule>{red.line, green.line, blue.line});
-  }
-  const ChannelTables tables = tablesOf(red.levels, green.levels, blue.levels);
-  mapPixels(reader, writer, LookUp{&tables});
-}
-
-template <typename Rule, typename Curve>
+template <bool clamps = true>
 REALpictureStruct* toned(REALpictureStruct* self, const Curve& red, const Curve& green,
                          const Curve& blue) noexcept {
+  const Limits limits = clamps ? kClamped : kWrapped;
+  const Formulas formulas{{red, limits}, {green, limits}, {blue, limits}};
   return writtenPicture(self, [&](PictureEditor& reader, PictureEditor& writer) {
-    mapTones(reader, writer, Channel<Rule>(red), Channel<Rule>(green), Channel<Rule>(blue));
+    mapTones<clamps>(reader, writer, formulas);
   });
 }
 
-template <typename Curve, typename Rule = Clamping>
-REALpictureStruct* toned(REALpictureStruct* self, PerChannel k) noexcept {
-  return toned<Rule>(self, Curve{k.red}, Curve{k.green}, Curve{k.blue});
-}
-
-/// Contrast followed by a brightness curve.
-template <typename Brightness>
-REALpictureStruct* toned(REALpictureStruct* self, PerChannel k, PerChannel b) noexcept {
-  using Both = ContrastThen<Brightness>;
-  return toned<Clamping>(self, Both{Contrast{k.red}, Brightness{b.red}},
-                         Both{Contrast{k.green}, Brightness{b.green}},
-                         Both{Contrast{k.blue}, Brightness{b.blue}});
+template <bool clamps = true>
+REALpictureStruct* toned(REALpictureStruct* self, const Curve& curve) noexcept {
+  return toned<clamps>(self, curve, curve, curve);
 }
 
 }  // namespace
 
-REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self, double b) noexcept {
-  return toned<LinearBrightness, Wrapping>(self, PerChannel::same(b));
+REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* self, double brightness) noexcept {
+  return toned<false>(self, linearBrightness(brightness));
 }
-REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* self, double br, double bg,
-                                         double bb) noexcept {
-  return toned<LinearBrightness, Wrapping>(self, {br, bg, bb});
-}
-
-REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* self, double b) noexcept {
-  return toned<AbsoluteBrightness>(self, PerChannel::same(b));
-}
-REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* self, double br, double bg,
-                                         double bb) noexcept {
-  return toned<AbsoluteBrightness>(self, {br, bg, bb});
+REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* self, double brightnessRed,
+                                         double brightnessGreen, double brightnessBlue) noexcept {
+  return toned<false>(self, linearBrightness(brightnessRed), linearBrightness(brightnessGreen),
+                      linearBrightness(brightnessBlue));
 }
 
-REALpictureStruct* ContrastPicture1(REALpictureStruct* self, double k) noexcept {
-  return toned<Contrast>(self, PerChannel::same(k));
+REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* self, double brightness) noexcept {
+  return toned(self, absoluteBrightness(brightness));
 }
-REALpictureStruct* ContrastPicture3(REALpictureStruct* self, double kr, double kg,
-                                    double kb) noexcept {
-  return toned<Contrast>(self, {kr, kg, kb});
-}
-
-REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* self, double k,
-                                                 double b) noexcept {
-  return ContrastLinBrightnessPicture3(self, k, k, k, b, b, b);
-}
-REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* self, double kr, double kg,
-                                                 double kb, double br, double bg,
-                                                 double bb) noexcept {
-  return toned<LinearBrightness>(self, {kr, kg, kb}, {br, bg, bb});
+REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* self, double brightnessRed,
+                                         double brightnessGreen, double brightnessBlue) noexcept {
+  return toned(self, absoluteBrightness(brightnessRed), absoluteBrightness(brightnessGreen),
+               absoluteBrightness(brightnessBlue));
 }
 
-REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* self, double k,
-                                                 double b) noexcept {
-  return ContrastAbsBrightnessPicture3(self, k, k, k, b, b, b);
+REALpictureStruct* ContrastPicture1(REALpictureStruct* self, double amount) noexcept {
+  return toned(self, contrast(amount));
 }
-REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* self, double kr, double kg,
-                                                 double kb, double br, double bg,
-                                                 double bb) noexcept {
-  return toned<AbsoluteBrightness>(self, {kr, kg, kb}, {br, bg, bb});
+REALpictureStruct* ContrastPicture3(REALpictureStruct* self, double contrastRed,
+                                    double contrastGreen, double contrastBlue) noexcept {
+  return toned(self, contrast(contrastRed), contrast(contrastGreen), contrast(contrastBlue));
+}
+
+REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* self, double amount,
+                                                 double brightness) noexcept {
+  return ContrastLinBrightnessPicture3(self, amount, amount, amount, brightness, brightness,
+                                       brightness);
+}
+REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* self, double contrastRed,
+                                                 double contrastGreen, double contrastBlue,
+                                                 double brightnessRed, double brightnessGreen,
+                                                 double brightnessBlue) noexcept {
+  return toned(self, linearBrightness(brightnessRed, contrast(contrastRed)),
+               linearBrightness(brightnessGreen, contrast(contrastGreen)),
+               linearBrightness(brightnessBlue, contrast(contrastBlue)));
+}
+
+REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* self, double amount,
+                                                 double brightness) noexcept {
+  return ContrastAbsBrightnessPicture3(self, amount, amount, amount, brightness, brightness,
+                                       brightness);
+}
+REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* self, double contrastRed,
+                                                 double contrastGreen, double contrastBlue,
+                                                 double brightnessRed, double brightnessGreen,
+                                                 double brightnessBlue) noexcept {
+  return toned(self, absoluteBrightness(brightnessRed, contrast(contrastRed)),
+               absoluteBrightness(brightnessGreen, contrast(contrastGreen)),
+               absoluteBrightness(brightnessBlue, contrast(contrastBlue)));
 }
 
 REALpictureStruct* TransformPicture(REALpictureStruct* self, double a, double b) noexcept {
-  const Linear curve{a, b};
-  return toned<Clamping>(self, curve, curve, curve);
+  return toned(self, Curve{.factor = a, .level = b});
 }

@@ -24,10 +24,12 @@ bool isSeamless(const PictureEditor& e) noexcept {
 }
 
 bool isStreamed(const PictureEditor& writer, const Region& region) noexcept {
-  return !holdsTriples(writer) && isOnePiece(writer, region) &&
+  const int64_t bytes = int64_t{region.width()} * writer.bytesPerPixel;
+  return !holdsTriples(writer) && isWorthStreaming(bytes, region.height()) &&
+         isOnePiece(writer, region) &&
          prepareStreaming({.start = rowAddress(writer, region.top),
                            .rowBytes = writer.rowBytes,
-                           .usedBytes = int64_t{region.width()} * writer.bytesPerPixel,
+                           .usedBytes = bytes,
                            .rows = region.height()});
 }
 

@@ -141,7 +141,8 @@ struct Same {
 
 }  // namespace
 
-/// The same by way of blocks, for kernels that have nothing but a loop of their own.
+/// Like streamWords, by way of blocks, for kernels that have nothing but a loop of their own.
+/// Without sources, which tell a kernel where it is, at most kBlock words.
 template <typename F, typename... Sources>
 void streamBlocks(Word* out, int32_t count, uint32_t top, F f, Sources... in) noexcept {
   alignas(kLine) uint32_t block[kBlock];
@@ -168,7 +169,7 @@ ZVK_CLONES uint32_t countWords(const Word* words, int32_t count, F f) noexcept {
 // --- Drivers ------------------------------------------------------------------------------------
 
 /// Writes f(a, b, ...) of the sources to `count` pixels of the current row from column x on; at
-/// most kBlock where these are triples. What was streamed must be finished.
+/// most kBlock where these are triples or there are no sources. What was streamed must be finished.
 template <typename F, typename... Sources>
 void writePixels(PictureEditor& writer, int32_t x, int32_t count, bool streamed, F f,
                  Sources... in) noexcept {

@@ -11,8 +11,8 @@
 //
 // A kernel sees pixels as words 0x..RRGGBB. The top byte is what the picture holds there: the alpha
 // of formats 14 and 8, else undefined. It returns words whose top byte is 0; the drivers set what
-// the result's format wants. It must have no side effects and no pointers into pictures, and its
-// type must be local to its file.
+// the result's format wants. It must have no side effects and no pointers into pictures, and unless
+// it brings a loop of its own, its type must be local to its file.
 //
 // A picture that lacks rows in memory, which hosts may hand out, is walked without them.
 #pragma once

@@ -35,8 +35,11 @@ bool populate(uint8_t* start, int64_t bytes) noexcept {
 
 }  // namespace
 
+bool isWorthStreaming(int64_t rowBytes, int64_t rows) noexcept {
+  return rowBytes >= kStreamedRow && rowBytes * rows >= kStreamedBytes;
+}
+
 bool prepareStreaming(const StreamedRows& rows) noexcept {
-  if (rows.usedBytes < kStreamedRow || rows.usedBytes * rows.rows < kStreamedBytes) return false;
   if (reinterpret_cast<uintptr_t>(rows.start) % 4 != 0 || rows.rowBytes % 4 != 0) return false;
   const int64_t bytes = (rows.rows - 1) * rows.rowBytes + rows.usedBytes;
   // Memory is used from its start on, so a few pages tell whether all of it was.

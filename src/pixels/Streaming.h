@@ -24,8 +24,11 @@ struct StreamedRows {
   int64_t rowBytes, usedBytes, rows;
 };
 
-/// Whether rows should be streamed: they are large, their words begin where cache lines can, and
-/// their memory is there. Where all of the rows will be written and their pages have yet to be
+/// Whether rows of so many bytes are large enough to be streamed.
+bool isWorthStreaming(int64_t rowBytes, int64_t rows) noexcept;
+
+/// Whether such rows can be streamed: their words begin where cache lines can, and their memory is
+/// there. Where all of the rows will be written and their pages have yet to be
 /// handed out, the system is asked for them at once; they keep what they hold.
 bool prepareStreaming(const StreamedRows& rows) noexcept;
 

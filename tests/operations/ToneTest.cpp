@@ -54,7 +54,7 @@ int toChannel(Real value, bool clamps) {
 /// gives that number; where the error may be larger or smaller than assumed, its neighbour will do.
 bool isRight(const Curve& curve, int v, const double* k, int result) {
   const Real value = curve.value(v, k), nearest = std::round(value);
-  const Real size = std::fmax(255, std::fmin(1e9L, std::fmax(std::fabs(curve.value(0, k)),
+  const Real size = std::fmax(255, std::fmin(1e6L, std::fmax(std::fabs(curve.value(0, k)),
                                                              std::fabs(curve.value(255, k)))));
   const Real distance = std::fabs(value - nearest);
   if (distance < size * 0x1p-52L) return result == toChannel(nearest, curve.clamps);

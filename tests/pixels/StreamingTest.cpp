@@ -97,10 +97,7 @@ std::array<PictureRef, 3> part(PluginHost& setup, const Sources& sources, int to
   return pictures;
 }
 
-// Rows of one piece; in the pages that the system hands out for a new picture, and in used ones.
-TEST(Streaming, LargeResultsAreThoseOfTheirHalves) {
-  PluginHost setup({.alpha = true, .paddingWords = 1});
-  setup.host.settings.freshPixel = 0x5A3C1E;
+void expectHalves(PluginHost& setup) {
   const Sources sources = largeSources();
   const auto whole = part(setup, sources, 0, kHeight);
   const auto upper = part(setup, sources, 0, kHeight / 2);
@@ -113,6 +110,18 @@ TEST(Streaming, LargeResultsAreThoseOfTheirHalves) {
     // Not compared by the matcher, which would print all of them.
     EXPECT_TRUE(words(operation.run(setup, whole)) == expected);
   }
+}
+
+TEST(Streaming, LargeResultsAreThoseOfTheirHalves) {
+  PluginHost setup({.alpha = true, .paddingWords = 1});
+  setup.host.settings.freshPixel = 0x5A3C1E;
+  expectHalves(setup);
+}
+
+// Rows without gaps, in pages that the system has yet to hand out.
+TEST(Streaming, FreshMemoryIsAskedForAtOnce) {
+  PluginHost setup({.alpha = true});
+  expectHalves(setup);
 }
 
 }  // namespace
