@@ -189,7 +189,10 @@ void runRow(benchmark::State& state, const Row& row) {
   }
   if (row.withPeers()) {
     Pixels ours;
-    if (const host::PictureRef result = resultOf(p.call)) ours = result->pixels();
+    // What works in place goes on from where the last call left off.
+    if (!row.operation->inPlace) {
+      if (const host::PictureRef result = resultOf(p.call)) ours = result->pixels();
+    }
     addPeers(state, row.operation->peers, "peer: ", p, ours, contestants);
     addPeers(state, row.operation->asides, "aside: ", p, ours, contestants);
   }
