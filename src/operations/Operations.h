@@ -54,11 +54,13 @@ ZVK_EXPORT HostBoolean ScrollZVK(REALpictureStruct* self, HostLong deltaX, HostL
 
 // --- Embedded mask (EmbeddedMask.cpp) -----------------------------------------------------------
 
-/// The alpha channel as a grey picture: 255 where opaque, everywhere for pictures without one. With
-/// `swap`, 255 - v.
+/// The alpha channel as a grey picture: 255 where opaque, everywhere for surfaces without one and
+/// for drawables; of a pixel record its 7 bits, whether they mean alpha or not. With `swap`, 255 -
+/// v.
 ZVK_EXPORT REALpictureStruct* GetEmbededMask(REALpictureStruct* self, HostBoolean swap) noexcept;
 /// Writes the red channel of `mask` (255 - v with `swap`) into the alpha channel of `self` in
-/// place, on the area that both share. Pictures without an alpha channel stay as they are.
+/// place, on the area that both share. Surfaces without an alpha channel and drawables stay as they
+/// are.
 ZVK_EXPORT void SetEmbededMask(REALpictureStruct* self, HostBoolean swap,
                                REALpictureStruct* mask) noexcept;
 /// Whether the picture has a separate mask picture.
