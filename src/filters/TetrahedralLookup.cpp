@@ -151,7 +151,7 @@ ZVK_CLONES void mapBlocks(const TetrahedralLookup& lookup, Word* out, const Word
 /// Whether every value is a level, so that sums need no limits.
 ZVK_CLONES bool isTame(const double* values, int32_t count) noexcept {
   int32_t tame = 0;
-  for (int32_t i = 0; i < count; ++i) tame += (values[i] >= 0) & (values[i] <= 255) ? 1 : 0;
+  for (int32_t i = 0; i < count; ++i) tame += ((values[i] >= 0) & (values[i] <= 255)) ? 1 : 0;
   return tame == count;
 }
 
