@@ -48,7 +48,7 @@ void callCounted(Stage& stage, const Operation& operation, Size size, int pairs)
     if (counted) mark(stage, operation.name, size.name, units);
     const bool done =
         call.done ? call.done() : bool(host::Host::adopt<host::Picture>(call.picture()));
-    mark(stage, operation.name, done ? "other" : "not there yet", 0);
+    mark(stage, operation.name, done ? "other" : "no result", 0);
   }
 }
 

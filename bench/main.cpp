@@ -173,7 +173,7 @@ void runRow(benchmark::State& state, const Row& row) {
   if (callOnce(p.call)) {
     contestants.push_back({"ns", [&p] { callOnce(p.call); }});
   } else {
-    state.SetLabel("not there yet");
+    state.SetLabel("no result");
   }
   if (samples) {
     auto copy = std::make_shared<std::vector<int8_t>>(p.job.samples.size());

@@ -110,7 +110,7 @@ def table(head, rows):
 
 def own_cells(row):
     if not row.there:
-        return [row.label or "not there yet", "", ""]
+        return [row.label or "no result", "", ""]
     return [number(row.ns), number(row.median), f"{row.times_memcpy:.2f}"]
 
 
@@ -167,7 +167,7 @@ def storage_table(rows, size):
             if r.size == size and r.storage == "cairo" and not r.as_is and r.scene != "photo"}
     cells = []
     for operation, main in base.items():
-        line = [operation, number(main.ns) if main.there else "not there yet"]
+        line = [operation, number(main.ns) if main.there else "no result"]
         found = False
         for storage, as_is in (("cairo", True), ("cairo alpha", False), ("record", False),
                                ("triples", False)):

@@ -31,25 +31,25 @@ struct Lighter {
   uint32_t operator()(uint32_t a, uint32_t b) const noexcept {
     return channel(a, b, kRed) | channel(a, b, kGreen) | channel(a, b, kBlue);
   }
-  static void mapWords(Word* out, int32_t count, uint32_t top, Source a, Source b) noexcept;
-};
 
-// Byte by byte, four words at a time: twice as fast as channel by channel, which is what the
-// compiler makes vectors of.
-void Lighter::mapWords(Word* out, int32_t count, uint32_t top, Source a, Source b) noexcept {
-  constexpr int32_t kVectorWords = 4;
-  typedef uint8_t Bytes __attribute__((vector_size(16), aligned(1), may_alias));
-  typedef uint32_t Words __attribute__((vector_size(16), aligned(1), may_alias));
-  int32_t i = 0;
-  for (; i + kVectorWords <= count; i += kVectorWords) {
-    const Bytes first = *reinterpret_cast<const Bytes*>(a.words + i);
-    const Bytes second = *reinterpret_cast<const Bytes*>(b.words + i);
-    const Bytes lighter = first > second ? first : second;
-    *reinterpret_cast<Words*>(out + i) =
-        (reinterpret_cast<const Words&>(lighter) & kColorBits) | top;
+  // Byte by byte, eight words at a time: twice as fast as channel by channel, which is what the
+  // compiler makes vectors of.
+  ZVK_CLONES static void mapWords(Word* out, int32_t count, uint32_t top, Source a,
+                                  Source b) noexcept {
+    typedef uint8_t Bytes __attribute__((vector_size(32), aligned(1), may_alias));
+    typedef uint32_t Words __attribute__((vector_size(32), aligned(1), may_alias));
+    constexpr int32_t kVectorWords = 8;
+    int32_t i = 0;
+    for (; i + kVectorWords <= count; i += kVectorWords) {
+      const Bytes first = *reinterpret_cast<const Bytes*>(a.words + i);
+      const Bytes second = *reinterpret_cast<const Bytes*>(b.words + i);
+      const Bytes lighter = first > second ? first : second;
+      *reinterpret_cast<Words*>(out + i) =
+          (reinterpret_cast<const Words&>(lighter) & kColorBits) | top;
+    }
+    for (; i < count; ++i) out[i] = Lighter{}(a.words[i], b.words[i]) | top;
   }
-  for (; i < count; ++i) out[i] = Lighter{}(a.words[i], b.words[i]) | top;
-}
+};
 
 bool sameSize(const ScopedReader& a, const ScopedReader& b) noexcept {
   return a.width() == b.width() && a.height() == b.height();

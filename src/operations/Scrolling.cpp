@@ -6,6 +6,7 @@
 #include "operations/Operations.h"
 #include "picture/PictureHelpers.h"
 #include "pixels/Buffer.h"
+#include "pixels/Moving.h"
 #include "pixels/Pixels.h"
 
 namespace {
@@ -33,29 +34,34 @@ void fillRow(PictureEditor& e, uint8_t* row) noexcept {
   if (row != nullptr) memset(row, kFill, rowLength(e));
 }
 
+// Rows are moved by code chosen by processor, into which moveBytes is inlined.
+
 /// Copies a row as it is.
 struct Straight {
   size_t length;
 
-  void operator()(uint8_t* to, const uint8_t* from) const noexcept { memmove(to, from, length); }
+  ZVK_CLONES void operator()(uint8_t* to, const uint8_t* from) const noexcept {
+    moveBytes(to, from, length);
+  }
 };
 
-/// Copies a row with its pixels moved to the right, to the left where `right` is negative.
+/// Copies a row with its pixels moved to the right, to the left where `right` is negative. It may
+/// be copied onto itself where pixels do not wrap.
 struct Sideways {
-  size_t pixels, length;  ///< bytes of the pixels, and those with what lies behind them
-  ptrdiff_t right;        ///< bytes, less than all pixels
-  bool wrap;              ///< around the edge; else uncovered pixels are filled
+  size_t used, length;  ///< bytes of the pixels, and those with what lies behind them
+  ptrdiff_t right;      ///< bytes, less than all pixels
+  bool wrap;            ///< around the edge; else uncovered pixels are filled
 
-  void operator()(uint8_t* to, const uint8_t* from) const noexcept {
-    const size_t moved = static_cast<size_t>(right < 0 ? -right : right), rest = pixels - moved;
+  ZVK_CLONES void operator()(uint8_t* to, const uint8_t* from) const noexcept {
+    const size_t moved = static_cast<size_t>(right < 0 ? -right : right), rest = used - moved;
     uint8_t* const uncovered = right < 0 ? to + rest : to;
-    memmove(right < 0 ? to : to + moved, right < 0 ? from + moved : from, rest);
+    moveBytes(right < 0 ? to : to + moved, right < 0 ? from + moved : from, rest);
     if (wrap) {
-      memmove(uncovered, right < 0 ? from : from + rest, moved);
+      moveBytes(uncovered, right < 0 ? from : from + rest, moved);
     } else {
       memset(uncovered, kFill, moved);
     }
-    memmove(to + pixels, from + pixels, length - pixels);
+    if (length > used) memmove(to + used, from + used, length - used);
   }
 };
 
@@ -160,18 +166,20 @@ bool scrollHorizontalPlain(REALpictureStruct* picture, int32_t delta) noexcept {
     for (int32_t y = 0; y < e.height; ++y) fillRow(e, rowAddress(e, y));
     return true;
   }
-  const size_t width = static_cast<size_t>(e.width) * kPixelBytes;
-  const size_t uncovered = static_cast<size_t>(delta > 0 ? delta : -delta) * kPixelBytes;
-  forEachRow(e, [=](uint8_t* row) {
-    if (delta > 0) {
-      memmove(row + uncovered, row, width - uncovered);
-      memset(row, kFill, uncovered);
-    } else {
-      memmove(row, row + uncovered, width - uncovered);
-      memset(row + width - uncovered, kFill, uncovered);
-    }
-  });
+  const Sideways copy{static_cast<size_t>(e.width) * kPixelBytes,
+                      static_cast<size_t>(e.width) * kPixelBytes,
+                      delta * static_cast<ptrdiff_t>(kPixelBytes), false};
+  forEachRow(e, [=](uint8_t* row) { copy(row, row); });
   return true;
+}
+
+/// Turns a row's pixels to the right in place, to the left where `right` is negative. `saved` has
+/// room for those that pass the edge.
+ZVK_CLONES void turnRow(uint8_t* row, size_t used, ptrdiff_t right, uint8_t* saved) noexcept {
+  const size_t moved = static_cast<size_t>(right < 0 ? -right : right), rest = used - moved;
+  moveBytes(saved, right < 0 ? row : row + rest, moved);
+  moveBytes(right < 0 ? row : row + moved, right < 0 ? row + moved : row, rest);
+  moveBytes(right < 0 ? row + rest : row, saved, moved);
 }
 
 bool scrollHorizontalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
@@ -179,17 +187,11 @@ bool scrollHorizontalWrap(REALpictureStruct* picture, int32_t delta) noexcept {
   ScopedEditor scoped(picture);
   if (!scoped || !hasPixels(scoped.editor())) return true;
   PictureEditor& e = scoped.editor();
-  const int32_t way = shortestWay(delta, e.width);
-  const size_t moved = static_cast<size_t>(way > 0 ? way : -way) * kPixelBytes;
-  const size_t rest = static_cast<size_t>(e.width) * kPixelBytes - moved;
-  const auto buffer = zeroedBuffer<uint8_t>(static_cast<int64_t>(moved));
-  if (way == 0 || buffer == nullptr) return true;
-  uint8_t* saved = buffer.get();
-  forEachRow(e, [=](uint8_t* row) {
-    memcpy(saved, way > 0 ? row + rest : row, moved);
-    memmove(way > 0 ? row + moved : row, way > 0 ? row : row + moved, rest);
-    memcpy(way > 0 ? row : row + rest, saved, moved);
-  });
+  const ptrdiff_t right = shortestWay(delta, e.width) * static_cast<ptrdiff_t>(kPixelBytes);
+  const auto saved = zeroedBuffer<uint8_t>(int64_t{right < 0 ? -right : right});
+  if (right == 0 || saved == nullptr) return true;
+  const size_t used = static_cast<size_t>(e.width) * kPixelBytes;
+  forEachRow(e, [&](uint8_t* row) { turnRow(row, used, right, saved.get()); });
   return true;
 }
 

@@ -23,11 +23,6 @@ void toTriplesOneByOne(const Word* words, uint8_t* triples, int32_t count) noexc
   }
 }
 
-/// Pixels per round of the vector versions, and how many more must follow so that its loads and
-/// stores of 16 bytes, of which 12 count, stay inside the rows.
-constexpr int32_t kRound = 8;
-constexpr int32_t kSlack = 2;
-
 ZVK_FOR_ANY void toWords(const uint8_t* triples, Word* words, int32_t count,
                          uint32_t top) noexcept {
   toWordsOneByOne(triples, words, count, top);
@@ -35,6 +30,8 @@ ZVK_FOR_ANY void toWords(const uint8_t* triples, Word* words, int32_t count,
 
 ZVK_FOR_AVX2 void toWords(const uint8_t* triples, Word* words, int32_t count,
                           uint32_t top) noexcept {
+  // Loads are of 16 bytes, of which 12 count: two more pixels must follow the last one.
+  constexpr int32_t kRound = 8, kSlack = 2;
   const __m256i order = _mm256_broadcastsi128_si256(
       _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1));
   const __m256i tops = _mm256_set1_epi32(static_cast<int>(top));
@@ -55,16 +52,29 @@ ZVK_FOR_ANY void toTriples(const Word* words, uint8_t* triples, int32_t count) n
   toTriplesOneByOne(words, triples, count);
 }
 
-ZVK_FOR_AVX2 void toTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
+/// The 24 bytes of 8 pixels as groups of 4 bytes in the order of `places`; groups 3 and 7 are
+/// empty.
+ZVK_FOR_AVX2 inline __m256i packed(const Word* words, __m256i places) noexcept {
   const __m256i order = _mm256_broadcastsi128_si256(
       _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1));
+  const __m256i from = _mm256_loadu_si256(reinterpret_cast<const __m256i_u*>(words));
+  return _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(from, order), places);
+}
+
+ZVK_FOR_AVX2 void toTriples(const Word* words, uint8_t* triples, int32_t count) noexcept {
+  constexpr int32_t kRound = 32;
+  const __m256i first = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+  const __m256i second = _mm256_setr_epi32(2, 4, 5, 6, 3, 7, 0, 1);
+  const __m256i third = _mm256_setr_epi32(5, 6, 3, 7, 0, 1, 2, 4);
+  const __m256i fourth = _mm256_setr_epi32(3, 7, 0, 1, 2, 4, 5, 6);
   int32_t i = 0;
-  for (; i + kRound + kSlack <= count; i += kRound) {
-    const __m256i from = _mm256_loadu_si256(reinterpret_cast<const __m256i_u*>(words + i));
-    const __m256i packed = _mm256_shuffle_epi8(from, order);
-    uint8_t* to = triples + static_cast<ptrdiff_t>(i) * 3;
-    _mm_storeu_si128(reinterpret_cast<__m128i_u*>(to), _mm256_castsi256_si128(packed));
-    _mm_storeu_si128(reinterpret_cast<__m128i_u*>(to + 12), _mm256_extracti128_si256(packed, 1));
+  for (; i + kRound <= count; i += kRound) {
+    const __m256i a = packed(words + i, first), b = packed(words + i + 8, second);
+    const __m256i c = packed(words + i + 16, third), d = packed(words + i + 24, fourth);
+    auto* to = reinterpret_cast<__m256i_u*>(triples + static_cast<ptrdiff_t>(i) * 3);
+    _mm256_storeu_si256(to, _mm256_blend_epi32(a, b, 0b11000000));
+    _mm256_storeu_si256(to + 1, _mm256_blend_epi32(b, c, 0b11110000));
+    _mm256_storeu_si256(to + 2, _mm256_blend_epi32(c, d, 0b11111100));
   }
   toTriplesOneByOne(words + i, triples + static_cast<ptrdiff_t>(i) * 3, count - i);
 }
