@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "host/pictures/Display.h"
+
 namespace test {
 
 namespace {
@@ -95,6 +97,12 @@ Pixels randomPixels(int width, int height, uint32_t seed, bool alpha) {
   return pixels;
 }
 
+int edge(int size, std::mt19937& random) {
+  constexpr int kWild[] = {INT32_MIN, INT32_MIN + 3, -1, 0, 1, INT32_MAX - 3, INT32_MAX};
+  const auto value = static_cast<int>(random() % static_cast<uint32_t>(2 * size + 7)) - size;
+  return random() % 4 != 0 ? value : kWild[random() % std::size(kWild)];
+}
+
 Pixels mapped(const Pixels& source, const std::function<Rgb(Rgb)>& f) {
   Pixels result;
   result.reserve(source.size());
@@ -118,25 +126,6 @@ Pixels written(Pixels pixels, const PictureOptions& options) {
   const uint32_t top = options.storage == Storage::kCairo ? 0xFF000000 : 0;
   for (uint32_t& pixel : pixels) pixel = (pixel & 0xFFFFFF) | top;
   return pixels;
-}
-
-void expectMapping(PluginHost& setup, const Mapping& mapping) {
-  // Every access to a drawable waits for the display, so these have fewer widths.
-  const bool slow = setup.options.storage == Storage::kDrawable;
-  const std::vector<int> few = {1, 7, 17, 513, 1030};
-  const std::vector<int> many = {1, 2, 3, 5, 8, 13, 16, 17, 31, 33, 64, 511, 512, 513, 1030};
-  for (const int width : slow ? few : many) {
-    SCOPED_TRACE(width);
-    Pixels source = randomPixels(width, 2, static_cast<uint32_t>(width), true);
-    for (uint32_t& pixel : source) pixel &= mapping.colorBits | 0xFF000000;
-    const host::PictureRef picture = setup.picture(width, 2, source);
-    const Pixels before = words(picture);
-    const host::PictureRef result = mapping.call(picture);
-    ASSERT_TRUE(result);
-    ASSERT_EQ(result->hasAlpha(), mapping.keepsAlphaChannel && setup.options.alpha);
-    ASSERT_EQ(words(result), written(mapped(source, mapping.f), result->options()));
-    ASSERT_EQ(words(picture), before);
-  }
 }
 
 }  // namespace test

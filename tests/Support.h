@@ -75,6 +75,9 @@ bool storageAvailable(const host::PictureOptions& options);
 /// Random pixels, opaque or with random alpha.
 Pixels randomPixels(int width, int height, uint32_t seed, bool alpha = false);
 
+/// A coordinate or size for rectangles on a side of this length: near its ends, or wild.
+int edge(int size, std::mt19937& random);
+
 struct Rgb {
   int red, green, blue;
 };
@@ -98,16 +101,6 @@ Pixels words(host::PictureRef picture);
 /// The words in which operations write these colours: 255 in the fourth byte of cairo surfaces, 0
 /// elsewhere.
 Pixels written(Pixels pixels, const host::PictureOptions& options);
-
-/// Runs `call` on random pictures of widths around those of vectors and blocks, and expects a new
-/// picture with f of every pixel, opaque, and an unchanged source.
-struct Mapping {
-  std::function<host::PictureRef(host::PictureRef)> call;
-  std::function<Rgb(Rgb)> f;
-  bool keepsAlphaChannel = true;  ///< the result has an alpha channel when the source has one
-  uint32_t colorBits = 0xFFFFFF;  ///< the only ones set in the source's colours
-};
-void expectMapping(PluginHost& setup, const Mapping& mapping);
 
 /// Base of tests that run once per layout.
 class LayoutTest : public testing::TestWithParam<Layout> {

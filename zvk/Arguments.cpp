@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 
@@ -34,7 +35,7 @@ const char* expectation(Type type) {
     case Type::kBoolean:
       return "true or false (yes or no, 1 or 0)";
     case Type::kDouble:
-      return "a number";
+      return "a finite number";
     case Type::kNothing:
       break;
   }
@@ -52,7 +53,7 @@ std::optional<int32_t> parseInteger(std::string_view text) {
 std::optional<double> parseDouble(const std::string& text) {
   char* end = nullptr;
   const double value = strtod(text.c_str(), &end);
-  if (end == text.c_str() || *end != '\0') return std::nullopt;
+  if (end == text.c_str() || *end != '\0' || !std::isfinite(value)) return std::nullopt;
   return value;
 }
 
@@ -141,7 +142,7 @@ bool ArgumentReader::isCurrent(Type type, std::string_view text) {
 Value ArgumentReader::read(Type type, std::string_view text, const std::string& place) {
   const std::string word(text);
   const auto fail = [&]() -> Value {
-    throw InputError(place + ": " + word + " is not " + expectation(type));
+    throw InputError(place + ": " + shortened(word) + " is not " + expectation(type));
   };
   if (!isHandle(type)) {
     const auto value = parseScalar(type, word);
@@ -193,6 +194,7 @@ host::LoadedPicture ArgumentReader::loadPicture(std::string_view bytes, const st
     options.background = colorOf(files_.background, "--background").rgb;
   host::LoadedPicture loaded = host::loadPicture(host_, bytes, name, options);
   if (!loaded.damage.empty()) note(name + ": damaged: " + loaded.damage);
+  for (const std::string& loss : loaded.losses) note(name + ": " + loss);
   if (loaded.transparent && !options.layout.alpha && files_.background.empty()) {
     note(name + ": drawables keep no alpha; transparent parts are laid over white (--background)");
   }

@@ -100,11 +100,24 @@ bool isFolder(const std::string& output) {
   return output.ends_with('/') || fs::is_directory(output, error);
 }
 
+constexpr std::string_view kFields[] = {"{name}", "{ext}", "{dir}"};
+
 bool isTemplate(const std::string& output) {
-  for (const char* field : {"{name}", "{ext}", "{dir}"}) {
-    if (output.find(field) != std::string::npos) return true;
+  return std::any_of(std::begin(kFields), std::end(kFields), [&](std::string_view field) {
+    return output.find(field) != std::string::npos;
+  });
+}
+
+/// Refuses "{nmae}", which would become every file's name.
+void requireKnownFields(const std::string& output) {
+  for (size_t open = 0; (open = output.find('{', open)) != std::string::npos; ++open) {
+    const size_t close = output.find('}', open);
+    if (close == std::string::npos) return;
+    const std::string field = output.substr(open, close + 1 - open);
+    if (std::find(std::begin(kFields), std::end(kFields), field) != std::end(kFields)) continue;
+    throw InputError("-o " + output + ": there is no " + field +
+                     "; possible are {name}, {ext} and {dir}");
   }
-  return false;
 }
 
 /// The ending of a result in a folder: the source's where it can be written, else PNG.
@@ -136,6 +149,9 @@ std::string outputFor(const std::string& input, const RunOptions& options) {
 std::vector<Job> jobsFor(const std::vector<std::string>& inputs, const RunOptions& options) {
   std::vector<Job> jobs;
   std::map<std::string, std::string> sources;
+  std::set<fs::path> originals;
+  std::error_code error;
+  for (const std::string& input : inputs) originals.insert(fs::weakly_canonical(input, error));
   for (const std::string& input : inputs) {
     Job job{input, outputFor(input, options)};
     if (!job.output.empty()) {
@@ -143,6 +159,10 @@ std::vector<Job> jobsFor(const std::vector<std::string>& inputs, const RunOption
       if (!isNew) {
         throw InputError(known->second + " and " + input + " would both become " + job.output +
                          "; -o can hold {name}, {ext} and {dir}, or be a folder");
+      }
+      if (originals.contains(fs::weakly_canonical(job.output, error))) {
+        throw InputError(job.output +
+                         ": an input would be replaced; -o needs another folder or name");
       }
       host::requireWritable(job.output);
     }
@@ -155,13 +175,17 @@ std::vector<Job> jobsFor(const std::vector<std::string>& inputs, const RunOption
 
 volatile sig_atomic_t interruptedBy = 0;
 
-/// While it lives, signals that end the process are only noted.
+/// While it lives, signals that would end the process are only noted.
 class Interruption {
  public:
   Interruption() {
     struct sigaction action {};
     action.sa_handler = [](int signal) { interruptedBy = signal; };
-    for (size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &action, &old_[i]);
+    for (size_t i = 0; i < std::size(kSignals); ++i) {
+      sigaction(kSignals[i], nullptr, &old_[i]);
+      // nohup and shells that put work into the background have some ignored.
+      if (old_[i].sa_handler == SIG_DFL) sigaction(kSignals[i], &action, nullptr);
+    }
   }
   ~Interruption() { restore(); }
   Interruption(const Interruption&) = delete;
@@ -286,7 +310,8 @@ class Batch {
     }
     bar_.clear();
     if (interruptedBy) stop();
-    for (const std::string& failure : failures_) fprintf(stderr, "zvk: %s\n", failure.c_str());
+    showPrinted(jobs_.size());
+    for (const auto& [place, failure] : failures_) fprintf(stderr, "zvk: %s\n", failure.c_str());
     summarize(Clock::now() - start);
     if (interruptedBy) {
       interruption_.restore();
@@ -326,13 +351,20 @@ class Batch {
   void finish(const Worker& worker) {
     const int status = worker.wait();
     bar_.clear();
-    fputs(worker.printed().c_str(), stdout);
-    fflush(stdout);
+    const auto place = static_cast<size_t>(&worker.job() - jobs_.data());
+    printed_[place] = worker.printed();
+    while (shown_ < jobs_.size() && printed_.contains(shown_)) showPrinted(shown_ + 1);
     const bool failed = status != 0;
     std::vector<std::string> lines = linesOf(worker.said());
-    if (failed) failures_.push_back(worker.job().input + reasonOf(status, lines, worker.job()));
+    if (failed) failures_[place] = worker.job().input + reasonOf(status, lines, worker.job());
     for (const std::string& line : lines) relay(line, worker.job());
     bar_.show(++done_, failures_.size());
+  }
+
+  /// What was printed for the files before `end`, in their order.
+  void showPrinted(size_t end) {
+    for (; shown_ < end; ++shown_) fputs(printed_[shown_].c_str(), stdout);
+    fflush(stdout);
   }
 
   /// Takes the line that says why a process failed from what it said.
@@ -367,8 +399,10 @@ class Batch {
     if (speech.quiet) return;
     fprintf(stderr, "zvk: %zu of %zu done", done_ - failures_.size(), jobs_.size());
     if (!failures_.empty()) fprintf(stderr, ", %zu failed", failures_.size());
-    fprintf(stderr, " in %s%s\n", inWords(time).c_str(),
-            interruptedBy ? "; interrupted, --skip-existing goes on" : "");
+    std::string end;
+    if (interruptedBy) end = std::string("; ended by SIG") + sigabbrev_np(interruptedBy);
+    if (interruptedBy && !each_.output.empty()) end += ", --skip-existing goes on";
+    fprintf(stderr, " in %s%s\n", inWords(time).c_str(), end.c_str());
   }
 
   const CommonOptions& common_;
@@ -378,7 +412,8 @@ class Batch {
   ProgressBar bar_;
   Interruption interruption_;
   std::vector<std::unique_ptr<Worker>> workers_;
-  std::vector<std::string> failures_;
+  std::map<size_t, std::string> printed_, failures_;  ///< by the job's place
+  size_t shown_ = 0;  ///< jobs of which everything printed was passed on
   std::set<std::string> said_;
   size_t done_ = 0;
 };
@@ -404,6 +439,7 @@ int runMany(const CommonOptions& common, const BatchOptions& options) {
   RunOptions each = options.each;
   each.calls = words.calls;
   const std::string& output = each.output;
+  requireKnownFields(output);
   const bool many = words.many || isTemplate(output) || output.ends_with('/') || options.jobs > 0 ||
                     options.skipExisting || (isFolder(output) && words.inputs.front() != "-");
   if (!many) {

@@ -27,14 +27,14 @@ class CallParser {
     if (accept('=')) call.assigned = value("");
     skipBlanks();
     if (position_ < text_.size()) {
-      fail("\"" + std::string(text_.substr(position_)) + "\" is too much");
+      fail("\"" + shortened(text_.substr(position_)) + "\" is too much");
     }
     return call;
   }
 
  private:
   [[noreturn]] void fail(const std::string& what) const {
-    throw InputError("cannot understand the call " + std::string(text_) + ": " + what);
+    throw InputError("cannot understand the call " + shortened(text_) + ": " + what);
   }
 
   void skipBlanks() {
@@ -94,6 +94,12 @@ std::string unquoted(std::string_view text) {
     text = text.substr(1, text.size() - 2);
   }
   return std::string(text);
+}
+
+std::string shortened(std::string_view text) {
+  constexpr size_t kMost = 100;
+  if (text.size() <= kMost) return std::string(text);
+  return std::string(text.substr(0, kMost)) + " ...";
 }
 
 }  // namespace zvk

@@ -26,4 +26,7 @@ CallText parseCall(std::string_view text);
 /// The text without the quotes around it, if there are any.
 std::string unquoted(std::string_view text);
 
+/// The text for a message, cut where it is long.
+std::string shortened(std::string_view text);
+
 }  // namespace zvk

@@ -1,10 +1,13 @@
 #include "CommandLine.h"
 
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 
 #include "Speech.h"
+#include "host/files/PictureFile.h"
 #include "host/plugin/Names.h"
 #include "host/plugin/Plugin.h"
 #include "zvk/validate/Validate.h"
@@ -109,6 +112,20 @@ std::string defaultPlugin(const std::string& program) {
 
 // --- Options that several sub-commands have -----------------------------------------------------
 
+/// Numbers from `low` to `high`, said in a few words.
+CLI::Validator within(double low, double high = INFINITY) {
+  const auto check = [=](const std::string& text) -> std::string {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool number = error == std::errc() && end == text.data() + text.size();
+    if (number && value >= low && value <= high) return "";
+    char range[40];
+    snprintf(range, sizeof range, std::isinf(high) ? "%g or more" : "%g to %g", low, high);
+    return std::string("must be ") + range + ", not " + text;
+  };
+  return CLI::Validator(check, "");
+}
+
 void addInputOptions(CLI::App& sub, FileOptions& files) {
   sub.add_flag("--damaged", files.damaged, "takes what is there of damaged files");
   sub.add_option("--background", files.background,
@@ -118,17 +135,18 @@ void addInputOptions(CLI::App& sub, FileOptions& files) {
 
 void addOutputOptions(CLI::App& sub, FileOptions& files) {
   constexpr int kBestQuality = 100, kSmallest = 9;
-  sub.add_option("--format", files.format,
-                 "format of the output, where its name does not tell: png, jpg, bmp or tif")
+  const host::SaveOptions usual;
+  sub.add_option("--format", files.format, "format of the output, where its name does not tell")
+      ->check(CLI::IsMember(host::writableEndings(), CLI::ignore_case))
       ->type_name("NAME");
   sub.add_option("--quality", files.quality, "of JPEG, 1 to 100; colours are kept sharp from 90")
-      ->check(CLI::Range(1, kBestQuality))
+      ->check(within(1, kBestQuality))
       ->type_name("N")
-      ->capture_default_str();
+      ->default_str(std::to_string(usual.quality));
   sub.add_option("--compression", files.compression, "of PNG, 0 (fastest) to 9 (smallest)")
-      ->check(CLI::Range(0, kSmallest))
+      ->check(within(0, kSmallest))
       ->type_name("N")
-      ->capture_default_str();
+      ->default_str(std::to_string(usual.compression));
 }
 
 int runOneOrMany(const CommonOptions& common, const BatchOptions& batch) {
@@ -210,7 +228,7 @@ void CommandLine::addRun() {
   sub.add_flag("--preview", each.preview, "shows the last picture in the terminal");
   sub.add_flag("--json", each.json, "prints results as JSON, one object per call");
   sub.add_option("-j,--jobs", batch->jobs, "files at a time (default: one per processor)")
-      ->check(CLI::PositiveNumber)
+      ->check(within(1))
       ->type_name("N");
   sub.add_flag("--skip-existing", batch->skipExisting, "leaves out files whose output is there");
 }
@@ -220,17 +238,25 @@ void CommandLine::addWaveform() {
   CLI::App& sub = add("waveform", "draws a recording as a waveform picture", kWaveformExamples,
                       options, waveform);
   constexpr int kLargestSide = 32767;
-  const CLI::Range side(1, kLargestSide);
+  const CLI::Validator side = within(1, kLargestSide);
   sub.add_option("IN", options->input, "a recording; \"-\"")->required();
   sub.add_option("-o,--output", options->output, "file for the picture")->type_name("FILE");
-  sub.add_option("--width", options->width, "columns")->check(side)->capture_default_str();
-  sub.add_option("--height", options->height, "rows")->check(side)->capture_default_str();
+  sub.add_option("--width", options->width, "columns")
+      ->check(side)
+      ->type_name("N")
+      ->capture_default_str();
+  sub.add_option("--height", options->height, "rows")
+      ->check(side)
+      ->type_name("N")
+      ->capture_default_str();
   sub.add_option("--smooth", options->smooth,
                  "how far back the moving average looks, in columns or samples; 1: not at all")
-      ->check(CLI::PositiveNumber)
+      ->check(within(1))
+      ->type_name("N")
       ->capture_default_str();
   sub.add_option("--outline", options->outline, "width of the outline; 0 for none")
-      ->check(CLI::NonNegativeNumber)
+      ->check(within(0))
+      ->type_name("N")
       ->capture_default_str();
   const struct {
     const char *name, *what;
@@ -272,16 +298,18 @@ void CommandLine::addValidate() {
   sub.add_option("--skip", options->skip, "leaves these checks out")->type_name("PATTERN");
   sub.add_option("--seed", options->seed, "of everything random")->capture_default_str();
   sub.add_option("--time", options->time, "seconds of random sequences")
-      ->check(CLI::NonNegativeNumber)
+      ->check(within(0))
+      ->type_name("N")
       ->capture_default_str();
   sub.add_option("--limit", options->caseSeconds, "seconds of work that one case may take")
-      ->check(CLI::PositiveNumber)
+      ->check(within(0.001))
+      ->type_name("N")
       ->capture_default_str();
   sub.add_option("-j,--jobs", options->jobs, "cases at once (default: one per processor)")
-      ->check(CLI::PositiveNumber)
+      ->check(within(1))
       ->type_name("N");
   sub.add_option("--case", options->number, "the one case that runs, of the check of --only")
-      ->check(CLI::PositiveNumber)
+      ->check(within(1))
       ->type_name("N");
   sub.add_flag("--all", options->all, "shows every failing case, not only each check's first");
   sub.add_flag("--json", options->json, "prints the outcome as JSON");
@@ -324,8 +352,12 @@ int CommandLine::help(const HelpOptions& options) {
   };
   if (options.words.empty()) return print(app_, app_.get_name());
   for (const CLI::App* sub : app_.get_subcommands({})) {
-    if (sub->check_name(options.words.front()))
-      return print(*sub, app_.get_name() + " " + sub->get_name());
+    if (!sub->check_name(options.words.front())) continue;
+    if (options.words.size() > 1) {
+      throw InputError(options.words[1] + " is too much; zvk help " + sub->get_name() +
+                       " explains the command");
+    }
+    return print(*sub, app_.get_name() + " " + sub->get_name());
   }
   return zvk::help(options);
 }

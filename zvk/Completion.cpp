@@ -104,35 +104,67 @@ std::vector<std::string> commandNames(const CLI::App& app) {
   return names;
 }
 
-/// The lines of a shell's "case" over the options that take one of a few values.
-std::string valueCases(const CLI::App& app, const std::string& begin, const std::string& end) {
+std::string lowerCase(std::string text) {
+  for (char& c : text) c = grammar::lowerCase(c);
+  return text;
+}
+
+/// As calls may leave them: without "ZVK".
+std::vector<std::string> shortNames(const std::vector<std::string>& names) {
+  std::vector<std::string> result;
+  for (const std::string& name : names) result.emplace_back(host::withoutSuffix(name));
+  return result;
+}
+
+// --- bash ---------------------------------------------------------------------------------------
+
+/// The lines of a "case" over the options that take a value.
+std::string bashValues(const CLI::App& app) {
   std::string text;
   for (const CLI::App* sub : app.get_subcommands({})) {
     for (const OptionText& option : optionsOf(*sub)) {
-      if (option.values.empty()) continue;
-      const std::string line =
-          "    " + joined(option.names, "|") + ") " + begin + joined(option.values) + end + "\n";
+      if (option.type.empty()) continue;
+      const std::string action = !option.values.empty()
+                                     ? "_zvk_words '" + joined(option.values) + "'; "
+                                 : option.type == "FILE" ? "_zvk_files; "
+                                                         : "";
+      const std::string line = "    " + joined(option.names, "|") + ") " + action + "return ;;\n";
       if (text.find(line) == std::string::npos) text += line;
     }
   }
   return text;
 }
 
-// --- bash ---------------------------------------------------------------------------------------
+constexpr const char* kBashHelpers = R"(# Completion of zvk for bash.
+# Adds the words that begin like the current one, in any case; $2 and $3 stand around each.
+_zvk_words() {
+  local word
+  for word in $1; do
+    [[ ${word,,} == "${current,,}"* ]] && COMPREPLY+=("$2$word$3")
+  done
+}
+_zvk_files() { mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -P "$1" -- "$current"); }
+# What stands before the last of these characters stays; a quote at the start is the shell's.
+_zvk_behind() {
+  local rest=${current##*[$1]}
+  start=${current%"$rest"} current=$rest
+  start=${start#[\'\"]}
+}
+)";
 
 std::string bashScript(const CLI::App& app, const PluginText& plugin) {
-  std::string script =
-      "# Completion of zvk for bash.\n"
+  std::string script = kBashHelpers;
+  script +=
       "_zvk() {\n"
-      "  local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} words=\n"
+      "  local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} words= start=\n"
       "  COMPREPLY=()\n"
       "  case $before in\n" +
-      valueCases(app, "COMPREPLY=($(compgen -W '", "' -- \"$current\")); return ;;") +
+      bashValues(app) +
       "  esac\n"
       "  if [ \"$COMP_CWORD\" = 1 ]; then\n"
-      "    COMPREPLY=($(compgen -W '" +
-      joined(commandNames(app)) + " --help --version" +
-      "' -- \"$current\"))\n"
+      "    _zvk_words '" +
+      joined(commandNames(app)) +
+      " --help --version'\n"
       "    return\n"
       "  fi\n"
       "  case ${COMP_WORDS[1]} in\n";
@@ -141,29 +173,36 @@ std::string bashScript(const CLI::App& app, const PluginText& plugin) {
   }
   script +=
       "  esac\n"
-      "  case ${COMP_WORDS[1]}:$current in\n"
-      "    *:-*) COMPREPLY=($(compgen -W \"$words\" -- \"$current\")) ;;\n";
-  // Behind the bracket of a class, within quotes: its properties. What stands before them stays.
+      "  if [[ $current =~ @[^,\\)]*$ ]]; then\n"
+      "    _zvk_behind @\n"
+      "    _zvk_files \"$start\"\n"
+      "    return\n"
+      "  fi\n"
+      "  case ${COMP_WORDS[1]}:${current,,} in\n"
+      "    *:-*) _zvk_words \"$words\" ;;\n";
   for (const ClassText& named : plugin.classes) {
-    script += "    run:*" + named.name + "\\(*)\n" +
-              "      local start=${current%\"${current##*[(, ]}\"}\n"
-              "      COMPREPLY=($(compgen -W '" +
+    const std::string name = lowerCase(std::string(host::withoutSuffix(named.name)));
+    script += "    run:*" + name + "\\(*|run:*" + name + "zvk\\(*)\n" +
+              "      _zvk_behind '(, '\n"
+              "      _zvk_words '" +
               joined(named.properties) +
-              "' -S = -P \"${start#[\\'\\\"]}\" -- \"${current##*[(, ]}\"))\n"
+              "' \"$start\" =\n"
               "      compopt -o nospace ;;\n";
   }
   script +=
       "    run:*|help:*)\n"
-      "      local names='" +
+      "      _zvk_behind \\'\\\"\n"
+      "      _zvk_words '" +
+      joined(shortNames(plugin.methods)) +
+      "'\n"
+      "      [ ${#COMPREPLY[@]} = 0 ] && _zvk_words '" +
       joined(plugin.methods) +
       "'\n"
-      "      [ \"${COMP_WORDS[1]}\" = help ] && names=\"$names " +
+      "      if [ \"${COMP_WORDS[1]}\" = run ]; then _zvk_files; else _zvk_words '" +
       joined(commandNames(app)) +
-      "\"\n"
-      "      COMPREPLY=($(compgen -W \"$names\" -- \"${current#[\\'\\\"]}\") $(compgen -f -- "
-      "\"$current\")) ;;\n"
-      "    completion:*) COMPREPLY=($(compgen -W 'bash zsh fish man' -- \"$current\")) ;;\n"
-      "    *) COMPREPLY=($(compgen -f -- \"$current\")) ;;\n"
+      "'; fi ;;\n"
+      "    completion:*) _zvk_words 'bash zsh fish man' ;;\n"
+      "    *) _zvk_files ;;\n"
       "  esac\n"
       "}\n"
       "complete -o filenames -F _zvk zvk\n";
@@ -186,12 +225,15 @@ std::string zshScript(const CLI::App& app, const PluginText& plugin) {
       "#compdef zvk\n"
       "# Completion of zvk for zsh.\n"
       "_zvk_calls() {\n"
-      "  case $PREFIX in\n";
+      "  local anyCase='m:{a-zA-Z}={A-Za-z}'\n"
+      "  case ${(L)PREFIX} in\n";
   for (const ClassText& named : plugin.classes) {
-    script += "    *" + named.name + "\\(*) compset -P '*[(, ]'; compadd -S = -- " +
+    const std::string name = lowerCase(std::string(host::withoutSuffix(named.name)));
+    script += "    *" + name + "(|zvk)\\(*) compset -P '*[(, ]'; compadd -M $anyCase -S = -- " +
               joined(named.properties) + " ;;\n";
   }
-  script += "    *) compadd -- " + joined(plugin.methods) +
+  script += "    *) compadd -M $anyCase -- " + joined(shortNames(plugin.methods)) +
+            " || compadd -M $anyCase -- " + joined(plugin.methods) +
             "; _files ;;\n"
             "  esac\n"
             "}\n"
@@ -252,14 +294,14 @@ std::string fishScript(const CLI::App& app, const PluginText& plugin) {
       script += " -d " + shellWord(option.what) + "\n";
     }
     if (name == "run" || name == "help") {
-      script += within + " -a " + shellWord(joined(plugin.methods)) + "\n";
+      script += within + " -a " + shellWord(joined(shortNames(plugin.methods))) + "\n";
     }
     if (name == "completion") script += within + " -f -a 'bash zsh fish man'\n";
   }
   for (const ClassText& named : plugin.classes) {
     std::vector<std::string> calls;
     for (const std::string& property : named.properties) {
-      calls.push_back(named.name + "\\(" + property + "=");
+      calls.push_back(std::string(host::withoutSuffix(named.name)) + "\\(" + property + "=");
     }
     script += "complete -c zvk -n '__fish_seen_subcommand_from run' -a " +
               shellWord(joined(calls)) + "\n";

@@ -105,9 +105,31 @@ class Planner {
   Step planClass(const host::ClassInfo& info, const CallText& call) const {
     if (call.assigned) throw InputError(info.name + " is a class; nothing can be assigned to it");
     Step step{.name = info.name, .info = &info};
-    for (const Argument& argument : call.arguments)
-      step.settings.push_back(setting(info, argument));
+    Properties properties;
+    std::vector<const Method*> missing = tablesOf(info);
+    for (const Argument& argument : call.arguments) {
+      const Setting& setting = step.settings.emplace_back(this->setting(info, argument));
+      if (setting.table) std::erase(missing, setting.table);
+      if (setting.value.value) properties[setting.property->name] = *setting.value.value;
+    }
+    const std::string wrong = wrongRectangle(properties);
+    if (!wrong.empty()) throw InputError(step.name + ": " + wrong);
+    if (!missing.empty()) {
+      const std::string table(missing.front()->name());
+      throw InputError(step.name + ": without " + table + " all becomes black; " + table +
+                       "=@FILE takes a .cube file");
+    }
     return step;
+  }
+
+  /// What a .cube file can be assigned to.
+  std::vector<const Method*> tablesOf(const host::ClassInfo& info) const {
+    std::vector<const Method*> tables;
+    for (const Method& method : plugin_.methods()) {
+      const bool own = method.kind == Method::Kind::kClass && method.className == info.name;
+      if (own && method.assignable()) tables.push_back(&method);
+    }
+    return tables;
   }
 
   Setting setting(const host::ClassInfo& info, const Argument& argument) const {
@@ -119,11 +141,9 @@ class Planner {
         return propertySetting(info, property, argument);
       names += std::string(i == 0 ? "" : ", ") + property.name;
     }
-    for (const Method& method : plugin_.methods()) {
-      if (method.kind != Method::Kind::kClass || method.className != info.name) continue;
-      if (!method.assignable()) continue;
-      if (equalIgnoringCase(method.name(), argument.name)) return tableSetting(method, argument);
-      names += ", " + std::string(method.name());
+    for (const Method* table : tablesOf(info)) {
+      if (equalIgnoringCase(table->name(), argument.name)) return tableSetting(*table, argument);
+      names += ", " + std::string(table->name());
     }
     if (argument.name.empty()) {
       throw InputError(info.name + " takes NAME=VALUE, not " + argument.value +
@@ -182,6 +202,20 @@ bool Step::givesPicture() const {
   return info || (method->declaration.result == Type::kPicture && !assigned);
 }
 
+bool Step::givesBytes() const {
+  if (info || assigned) return false;
+  const Type result = method->declaration.result;
+  return result == Type::kString || result == Type::kMemoryBlock;
+}
+
+std::optional<bool> endsWithPicture(const std::vector<Step>& steps) {
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    if (step->givesPicture()) return true;
+    if (step->givesBytes()) return false;
+  }
+  return std::nullopt;
+}
+
 std::vector<Step> planned(const host::Plugin& plugin, ArgumentReader& reader,
                           const std::vector<std::string>& calls) {
   const Planner planner(plugin, reader);
@@ -199,10 +233,8 @@ void requireKinds(const std::vector<Step>& steps, bool picture, std::string orig
     if (picture && takesCurrent(step, false)) {
       throw InputError(origin + ": a picture; " + step.name + " needs bytes (@FILE)");
     }
-    const Type result = step.info ? Type::kPicture : step.method->declaration.result;
-    const bool bytes = result == Type::kString || result == Type::kMemoryBlock;
-    if ((!step.givesPicture() && !bytes) || step.assigned) continue;
-    picture = !bytes;
+    if (!step.givesPicture() && !step.givesBytes()) continue;
+    picture = step.givesPicture();
     origin = step.name + "'s result";
   }
 }

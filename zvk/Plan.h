@@ -38,11 +38,15 @@ struct Step {
   std::optional<Bound> assigned;
 
   [[nodiscard]] bool givesPicture() const;
+  [[nodiscard]] bool givesBytes() const;
 };
 
 /// Resolves and checks every call. Throws InputError, host::CallError or host::FileError.
 std::vector<Step> planned(const host::Plugin& plugin, ArgumentReader& reader,
                           const std::vector<std::string>& calls);
+
+/// Whether what is current after all steps is a picture; nothing where that is the input itself.
+std::optional<bool> endsWithPicture(const std::vector<Step>& steps);
 
 /// Throws InputError where a step needs a picture and has bytes, or the other way round, if
 /// `origin` is a picture or not.

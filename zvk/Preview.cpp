@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "Terminal.h"
 #include "Tool.h"
 #include "host/files/Library.h"
 #include "host/files/PictureFile.h"
@@ -82,13 +83,12 @@ struct Abilities {
   ChafaCanvasMode colors = CHAFA_CANVAS_MODE_FGBG;
 };
 
-Abilities abilitiesOf(const ChafaTermInfo* info, bool terminal) {
+Abilities abilitiesOf(const ChafaTermInfo* info) {
   const auto has = [&](ChafaTermSeq sequence) {
     return chafa().chafa_term_info_get_seq(const_cast<ChafaTermInfo*>(info), sequence) != nullptr;
   };
-  const char* plain = getenv("NO_COLOR");
   Abilities found;
-  if (!terminal || (plain != nullptr && *plain != '\0')) return found;
+  if (!textIsStyled()) return found;
   if (has(CHAFA_TERM_SEQ_BEGIN_KITTY_IMMEDIATE_IMAGE_V1)) {
     found.pixels = CHAFA_PIXEL_MODE_KITTY;
   } else if (has(CHAFA_TERM_SEQ_BEGIN_SIXELS)) {
@@ -117,7 +117,7 @@ void preview(host::Picture& picture) {
   ChafaTermInfo* info =
       chafa().chafa_term_db_detect(chafa().chafa_term_db_get_default(), environment);
   chafa().g_strfreev(environment);
-  const Abilities abilities = abilitiesOf(info, isatty(STDOUT_FILENO) != 0);
+  const Abilities abilities = abilitiesOf(info);
 
   ChafaSymbolMap* symbols = chafa().chafa_symbol_map_new();
   chafa().chafa_symbol_map_add_by_tags(

@@ -28,10 +28,6 @@ std::optional<Histogram> histogramOf(const Value& value) {
   return histogram;
 }
 
-std::string bytesInWords(size_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 std::string inWords(const Value& value) {
   if (const host::BlockRef block = value.block()) return bytesInWords(block->bytes().size());
   const host::StringRef string = value.string();
@@ -114,6 +110,10 @@ std::vector<Named> namedValues(const host::CallResult& result) {
 }
 
 }  // namespace
+
+std::string bytesInWords(size_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
 
 void printResult(FILE* to, const host::CallResult& result, const std::string& label, bool several) {
   const std::string start = label.empty() ? "" : label + ": ";

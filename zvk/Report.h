@@ -8,6 +8,9 @@
 
 namespace zvk {
 
+/// "1 byte", "256 bytes"
+std::string bytesInWords(size_t count);
+
 /// Prints what a call gave besides a picture or bytes to save, each value behind its name: the
 /// result's is the method's; blocks of 256 counters as bar charts. Nothing when there is nothing.
 /// With `several`, on a line that begins with the method; with a label, each line begins with it.

@@ -4,6 +4,7 @@
 
 #include "Arguments.h"
 #include "Needs.h"
+#include "Output.h"
 #include "Plan.h"
 #include "Preview.h"
 #include "Report.h"
@@ -40,27 +41,33 @@ class Runner {
 
   /// As far as that can be known without the input.
   void checkOutput() const {
-    const std::string& path = options_.output;
     if (!options_.files.background.empty()) colorOf(options_.files.background, "--background");
-    if (path.empty()) {
-      if (!steps_.back().givesPicture() || options_.preview) return;
+    if (options_.output.empty() && !options_.preview && steps_.back().givesPicture()) {
       throw InputError(steps_.back().name +
                        " gives a picture; -o FILE saves it, --preview shows it");
     }
-    if (steps_.back().givesPicture()) host::formatFor(path, options_.files.format);
-    host::requireWritable(path);
+    if (const auto picture = endsWithPicture(steps_)) requireResult(*picture);
   }
 
  private:
   // --- Input and output ---
+
+  void requireResult(bool picture) const {
+    if (!options_.output.empty()) requireOutput(options_.output, options_.files, picture);
+    if (options_.preview && !picture) {
+      throw InputError("--preview: the result is bytes, not a picture");
+    }
+  }
 
   void loadInput() {
     const std::string name = host::inputName(options_.input);
     const Stage stage("reading " + name);
     const std::string bytes = reader_.bytesOf(options_.input);
     const bool picture = host::isPicture(bytes);
-    requireKinds(steps_, picture, name);
-    current_ = {nullptr, picture ? "" : bytes, name};
+    const std::string origin = bytes.empty() ? name + " (an empty file)" : name;
+    requireKinds(steps_, picture, origin);
+    if (!endsWithPicture(steps_)) requireResult(picture);
+    current_ = {nullptr, picture ? "" : bytes, origin};
     if (!picture) return;
     host::LoadedPicture loaded = reader_.loadPicture(bytes, options_.input, options_.files.alpha);
     current_.picture = loaded.picture;
@@ -87,20 +94,8 @@ class Runner {
 
   void save() const {
     const std::string& path = options_.output;
-    const Stage stage("writing " + host::outputName(path));
     if (!current_.picture) return host::writeFile(path, current_.bytes);
-    host::SaveOptions options{.format = options_.files.format,
-                              .quality = options_.files.quality,
-                              .compression = options_.files.compression,
-                              .extras = extras_};
-    const std::string& background = options_.files.background;
-    if (!background.empty()) options.background = colorOf(background, "--background").rgb;
-    const host::FileFormat& format = host::formatFor(path, options.format);
-    if (!format.alpha && background.empty() && host::isTransparent(*current_.picture)) {
-      note(host::outputName(path) + ": " + format.name +
-           " keeps no alpha; transparent parts are laid over white (--background)");
-    }
-    host::savePicture(*current_.picture, path, options);
+    saveResult(*current_.picture, path, options_.files, extras_);
   }
 
   // --- Methods ---
@@ -117,14 +112,15 @@ class Runner {
     }
     std::vector<Value> arguments;
     for (const Bound& argument : step.arguments) arguments.push_back(valueOf(argument));
-    const Given given{method, self.picture(), arguments, step.assigned.has_value()};
+    const Value assigned = step.assigned ? valueOf(*step.assigned) : Value();
+    const Given given{method, self.picture(), arguments, step.assigned ? &assigned : nullptr};
     const std::string reason = whyWithoutEffect(given);
     if (!reason.empty()) throw CallFailed(step.name + " changes nothing: " + reason);
     if (const std::string remark = remarkOn(given); !remark.empty()) note(remark);
     try {
       if (step.assigned) {
         const std::vector<uint32_t> before = host::visiblePixels(*current_.picture);
-        plugin_.assign(method, self, arguments, valueOf(*step.assigned));
+        plugin_.assign(method, self, arguments, assigned);
         keepColors(*current_.picture, before);
         current_.transparent = host::isTransparent(*current_.picture);
       } else {
@@ -220,13 +216,18 @@ class Runner {
     try {
       const host::InstanceRef instance = plugin_.newInstance(step.name);
       instance->setProperty("SourcePicture", source);
+      Properties properties;
       for (const Setting& setting : step.settings) {
         if (setting.table) {
           assignCube(plugin_, instance, *setting.table, *setting.cube);
         } else {
-          instance->setProperty(setting.property->name, valueOf(setting.value));
+          const Value value = valueOf(setting.value);
+          properties[setting.property->name] = value;
+          instance->setProperty(setting.property->name, value);
         }
       }
+      const std::string remark = remarkOn(properties, source.picture());
+      if (!remark.empty()) note(step.name + ": " + remark);
       const bool done = plugin_.call(instance, "Run").boolean();
       const host::PictureRef result = instance->property("DestinationPicture").picture();
       plugin_.call(instance, "Close");

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <set>
 
+#include "Terminal.h"
 #include "host/files/Files.h"
 
 namespace zvk {
@@ -23,7 +24,7 @@ void note(const std::string& text) {
   fprintf(stderr, "zvk: note: %s\n", text.c_str());
 }
 
-bool showsProgress() { return !speech.quiet && isatty(STDERR_FILENO) != 0; }
+bool showsProgress() { return !speech.quiet && isAbleTerminal(STDERR_FILENO); }
 
 std::string inWords(Clock::duration time) {
   const double seconds = std::chrono::duration<double>(time).count();
@@ -102,8 +103,12 @@ void ProgressBar::clear() {
 }
 
 void finishOutput() {
-  errno = 0;
   if (fflush(stdout) == 0 && !ferror(stdout)) return;
+  // What failed long ago fails again, and tells why.
+  errno = 0;
+  clearerr(stdout);
+  fputc('\n', stdout);
+  fflush(stdout);
   const std::string cause = strerror(errno != 0 ? errno : EIO);
   throw host::FileError("standard output: cannot be written: " + cause);
 }

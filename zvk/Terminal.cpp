@@ -17,7 +17,12 @@ size_t textWidth() {
 
 bool textIsStyled() {
   const char* refused = getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+  return isAbleTerminal(STDOUT_FILENO) && (refused == nullptr || *refused == '\0');
+}
+
+bool isAbleTerminal(int descriptor) {
+  const char* kind = getenv("TERM");
+  return isatty(descriptor) != 0 && kind != nullptr && std::string_view(kind) != "dumb";
 }
 
 std::string emphasized(std::string_view text) {

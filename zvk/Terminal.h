@@ -12,6 +12,9 @@ size_t textWidth();
 /// Whether standard output takes bold text: a terminal, and NO_COLOR is not set.
 bool textIsStyled();
 
+/// Whether a descriptor is a terminal that does more than print what it gets.
+bool isAbleTerminal(int descriptor);
+
 /// The text, bold where that can be shown.
 std::string emphasized(std::string_view text);
 

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <new>
 
+#include "host/pictures/Display.h"
+
 namespace zvk {
 
 host::Settings hostSettings(const CommonOptions& options) {

@@ -46,13 +46,13 @@ struct HelpOptions {
 
 /// How pictures come from and go to files.
 struct FileOptions {
-  bool damaged = false;    ///< takes what is there of damaged files
-  bool alpha = false;      ///< the input gets an alpha channel where it has none
-  std::string mask;        ///< file of a separate mask for the input
-  std::string background;  ///< colour below transparent parts; empty: white, and it is said
-  std::string format;      ///< of the output; empty: as its name says
-  int quality = 92;        ///< of JPEG
-  int compression = 1;     ///< of PNG
+  bool damaged = false;            ///< takes what is there of damaged files
+  bool alpha = false;              ///< the input gets an alpha channel where it has none
+  std::string mask;                ///< file of a separate mask for the input
+  std::string background;          ///< colour below transparent parts; empty: white, and it is said
+  std::string format;              ///< of the output; empty: as its name says
+  std::optional<int> quality;      ///< of JPEG
+  std::optional<int> compression;  ///< of PNG
 };
 
 struct RunOptions {

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "Arguments.h"
+#include "Output.h"
 #include "Preview.h"
 #include "Speech.h"
 #include "Tool.h"
@@ -148,7 +149,9 @@ class Recording {
   }
 
   [[noreturn]] void fail(int error) const {
-    throw InputError(name_ + ": not a recording (" + sound().sf_error_number(error) +
+    std::string cause = sound().sf_error_number(error);
+    while (cause.ends_with('.')) cause.pop_back();
+    throw InputError(name_ + ": not a recording (" + cause +
                      "); possible are WAV, FLAC, Ogg and what else libsndfile reads");
   }
 
@@ -230,10 +233,9 @@ void draw(host::Host& host, const CommonOptions& common, const WaveformOptions& 
   if (options.output.empty() && !options.preview) {
     throw InputError("--output is required; -o FILE saves the picture, --preview shows it");
   }
-  if (!options.output.empty()) {
-    host::formatFor(options.output, options.files.format);
-    host::requireWritable(options.output);
-  }
+  if (!options.output.empty()) requireOutput(options.output, options.files, true);
+  const std::string problem = host::sizeProblem(host, options.width, options.height);
+  if (!problem.empty()) throw InputError("--width, --height: " + problem);
 
   Recording recording(options.input, options.files.damaged);
   const Samples samples =
@@ -245,11 +247,7 @@ void draw(host::Host& host, const CommonOptions& common, const WaveformOptions& 
                    options.width, options.height, options.outline, colors[0], colors[1], colors[2]})
           .value;
   if (!picture) throw CallFailed(std::string(method.name()) + " failed: memory may be short");
-  const host::SaveOptions save{.format = options.files.format,
-                               .quality = options.files.quality,
-                               .compression = options.files.compression,
-                               .extras = {}};
-  if (!options.output.empty()) host::savePicture(*picture, options.output, save);
+  if (!options.output.empty()) saveResult(*picture, options.output, options.files);
   if (options.preview) preview(*picture);
 }
 

@@ -37,6 +37,8 @@ class Decoder {
   const PictureHeader& header() const { return header_; }
   /// What is wrong with the file, known when it was decoded; empty when nothing is.
   const std::string& damage() const { return damage_; }
+  /// What the file has and the picture will not have, known when it was decoded.
+  const std::vector<std::string>& losses() const { return losses_; }
   /// Decodes the pixels. Rows of which nothing is there stay as they are. Throws FileError when
   /// nothing at all can be read.
   virtual void decode(const RowPointers& rows) = 0;
@@ -45,11 +47,15 @@ class Decoder {
   void noteDamage(const std::string& what) {
     if (damage_.empty()) damage_ = what;
   }
+  void noteLoss(const std::string& what) { losses_.push_back(what); }
+  /// Keeps an ICC profile where it is one for RGB pictures.
+  void takeProfile(std::string_view profile);
 
   PictureHeader header_;
 
  private:
   std::string damage_;
+  std::vector<std::string> losses_;
 };
 
 /// `bytes` must outlive the decoder. `name` is for messages. The first two are for bytes that begin
@@ -81,8 +87,5 @@ void writeWithPixbuf(FILE* file, const EncoderInput& input, const char* format);
 
 /// The orientation that Exif data tells, "Exif\0\0" before it or not; 1 when it tells none.
 int exifOrientation(std::string_view exif);
-
-/// The profile if it is one for RGB pictures, else nothing.
-std::string profileOfRgb(std::string_view profile);
 
 }  // namespace host

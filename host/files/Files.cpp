@@ -116,6 +116,16 @@ void replaceRegularFile(const std::string& path, const std::function<void(FILE*)
   temporary.takePlace();
 }
 
+/// Where a path leads through links, even to what is not there yet.
+fs::path followed(fs::path path) {
+  constexpr int kMostLinks = 40;
+  std::error_code error;
+  for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
+    path = path.parent_path() / fs::read_symlink(path, error);
+  }
+  return path;
+}
+
 }  // namespace
 
 std::string inputName(const std::string& path) {
@@ -154,7 +164,7 @@ void requireWritable(const std::string& path) {
   const fs::file_status status = fs::status(path, error);
   if (fs::is_directory(status)) failToWrite(path, "it is a directory");
   if (fs::exists(status) && !fs::is_regular_file(status)) return;
-  fs::path folder = (fs::exists(status) ? fs::canonical(path) : fs::path(path)).parent_path();
+  fs::path folder = followed(path).parent_path();
   if (folder.empty()) folder = ".";
   if (!fs::exists(folder, error)) {
     failToWrite(path, "there is no folder " + folder.string() + "; mkdir -p makes one");
@@ -167,12 +177,10 @@ void replaceFile(const std::string& path, const std::function<void(FILE*)>& writ
   requireWritable(path);
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
-  if (!fs::exists(status)) return replaceRegularFile(path, write);
   // A link stays a link, to a file that is replaced.
-  if (fs::is_symlink(path) && fs::is_regular_file(status)) {
-    return replaceRegularFile(fs::canonical(path), write);
+  if (!fs::exists(status) || fs::is_regular_file(status)) {
+    return replaceRegularFile(followed(path), write);
   }
-  if (fs::is_regular_file(status)) return replaceRegularFile(path, write);
   // A device or a pipe is no file to replace.
   const File file(fopen(path.c_str(), "wb"));
   if (!file) failToWrite(path, strerror(errno));

@@ -116,13 +116,13 @@ class JpegDecoder final : public Decoder {
     }
     JOCTET* profile = nullptr;
     unsigned length = 0;
-    boolean found = FALSE;
-    messages_.done([&] { found = jpeg_read_icc_profile(&jpeg_, &profile, &length); });
-    if (found) {
-      header_.extras.colorProfile = profileOfRgb({reinterpret_cast<char*>(profile), length});
-    }
+    messages_.warning[0] = '\0';
+    messages_.done([&] { jpeg_read_icc_profile(&jpeg_, &profile, &length); });
+    // A profile that is not whole leaves the pixels whole.
+    const bool broken = messages_.warning[0] != '\0';
+    if (profile != nullptr || broken) takeProfile({reinterpret_cast<char*>(profile), length});
     free(profile);
-    messages_.warning[0] = '\0';  // a profile that is not whole leaves the pixels whole
+    messages_.warning[0] = '\0';
     const double unit = jpeg_.density_unit == 1   ? 1
                         : jpeg_.density_unit == 2 ? kInchInCentimetres
                                                   : 0;

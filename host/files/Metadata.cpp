@@ -31,10 +31,15 @@ int exifOrientation(std::string_view exif) {
   return 1;
 }
 
-std::string profileOfRgb(std::string_view profile) {
-  constexpr size_t kColorSpace = 16;
-  if (profile.size() < 128 || profile.substr(kColorSpace, 4) != "RGB ") return {};
-  return std::string(profile);
+void Decoder::takeProfile(std::string_view profile) {
+  constexpr size_t kHeader = 128, kColorSpace = 16, kSignature = 36;
+  if (profile.size() < kHeader || profile.substr(kSignature, 4) != "acsp") {
+    noteLoss("the colour profile is not valid and is left out");
+  } else if (profile.substr(kColorSpace, 4) != "RGB ") {
+    noteLoss("the colour profile is not for RGB and is left out");
+  } else {
+    header_.extras.colorProfile = profile;
+  }
 }
 
 }  // namespace host

@@ -33,18 +33,6 @@ std::string sizeInWords(int width, int height) {
   return std::to_string(width) + " x " + std::to_string(height);
 }
 
-void requireSize(const Host& host, const PictureHeader& header, const std::string& name) {
-  const uint64_t bytes =
-      uint64_t{4} * static_cast<uint64_t>(header.width) * static_cast<uint64_t>(header.height);
-  const uint64_t most = host.settings.pictureByteLimit;
-  if (header.width < 1 || header.height < 1 || header.width > kLargestSide ||
-      header.height > kLargestSide || bytes > most) {
-    throw FileError(name + ": " + sizeInWords(header.width, header.height) +
-                    " pixels are too many; possible are sides of 32767 and " +
-                    std::to_string(most / 4 / 1000000) + " million pixels in all");
-  }
-}
-
 // --- Pixels -------------------------------------------------------------------------------------
 
 uint32_t over(uint32_t pixel, uint32_t background) {
@@ -128,7 +116,8 @@ class Loading {
 
   LoadedPicture run() {
     const PictureHeader& header = decoder_->header();
-    requireSize(host_, header, name_);
+    const std::string problem = sizeProblem(host_, header.width, header.height);
+    if (!problem.empty()) throw FileError(name_ + ": " + problem);
     // Only formats whose header tells everything are decoded into the picture itself.
     const bool known = header.format == "JPEG" || header.format == "PNG";
     const bool direct =
@@ -136,6 +125,7 @@ class Loading {
     LoadedPicture loaded = direct ? decodeInPlace() : decodeAside();
     loaded.header = header;
     loaded.damage = decoder_->damage();
+    loaded.losses = decoder_->losses();
     return loaded;
   }
 
@@ -249,7 +239,10 @@ class SavedRows {
   std::vector<uint32_t> words_, maskWords_, row_;
 };
 
-constexpr FileFormat kFormats[] = {{"png", true}, {"jpeg", false}, {"bmp", false}, {"tiff", true}};
+constexpr FileFormat kFormats[] = {{.name = "png", .alpha = true, .extras = true},
+                                   {.name = "jpeg", .alpha = false, .extras = true},
+                                   {.name = "bmp", .alpha = false, .extras = false},
+                                   {.name = "tiff", .alpha = true, .extras = true}};
 
 constexpr struct {
   std::string_view ending, format;
@@ -289,18 +282,41 @@ PictureRef loadPicture(Host& host, const std::string& path, const PictureOptions
   return loadPicture(host, readFile(path), inputName(path), {.layout = layout}).picture;
 }
 
+std::string sizeProblem(const Host& host, int width, int height) {
+  const uint64_t most = host.settings.pictureByteLimit / 4;
+  const bool few = width < 1 || height < 1;
+  const bool many = width > kLargestSide || height > kLargestSide;
+  if (!few && !many && static_cast<uint64_t>(width) * static_cast<uint64_t>(height) <= most) {
+    return "";
+  }
+  return sizeInWords(width, height) + " pixels are too " + (few ? "few" : "many") +
+         "; possible are sides of 1 to 32767 and " + std::to_string(most / 1000000) +
+         " million pixels in all";
+}
+
+const FileFormat* formatOfEnding(std::string_view ending) {
+  for (const auto& known : kEndings) {
+    if (!grammar::equalIgnoringCase(ending, known.ending)) continue;
+    for (const FileFormat& format : kFormats) {
+      if (format.name == known.format) return &format;
+    }
+  }
+  return nullptr;
+}
+
+std::vector<std::string> writableEndings() {
+  std::vector<std::string> endings;
+  for (const auto& known : kEndings) endings.emplace_back(known.ending);
+  return endings;
+}
+
 const FileFormat& formatFor(const std::string& path, const std::string& format) {
   std::string wanted = format;
   if (wanted.empty()) {
     wanted = std::filesystem::path(path).extension();
     wanted = wanted.empty() ? "png" : wanted.substr(1);
   }
-  for (const auto& known : kEndings) {
-    if (!grammar::equalIgnoringCase(wanted, known.ending)) continue;
-    for (const FileFormat& result : kFormats) {
-      if (result.name == known.format) return result;
-    }
-  }
+  if (const FileFormat* found = formatOfEnding(wanted)) return *found;
   throw FileError(outputName(path) + ": pictures are not written as ." + wanted +
                   "; possible are .png, .jpg, .bmp and .tif, or --format with one of them");
 }

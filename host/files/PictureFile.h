@@ -21,9 +21,10 @@ struct LoadOptions {
 
 struct LoadedPicture {
   PictureRef picture;
-  PictureHeader header;      ///< as the file tells it; the picture lies upright
-  bool transparent = false;  ///< not all of it is opaque in the file
-  std::string damage;        ///< what was wrong with a damaged file; empty when nothing was
+  PictureHeader header;             ///< as the file tells it; the picture lies upright
+  bool transparent = false;         ///< not all of it is opaque in the file
+  std::string damage;               ///< what was wrong with a damaged file; empty when nothing was
+  std::vector<std::string> losses;  ///< what the file has and the picture has not
 };
 
 /// Whether the bytes begin like a picture that can be loaded.
@@ -42,6 +43,9 @@ LoadedPicture loadPicture(Host& host, std::string_view bytes, const std::string&
 /// The same for a file, in this layout.
 PictureRef loadPicture(Host& host, const std::string& path, const PictureOptions& layout);
 
+/// Why a picture of this size cannot be made; empty when it can.
+std::string sizeProblem(const Host& host, int width, int height);
+
 /// How a picture becomes a file.
 struct SaveOptions {
   std::string format;   ///< "png", "jpeg", "bmp" or "tiff"; empty: as the file's name says
@@ -55,7 +59,11 @@ struct SaveOptions {
 struct FileFormat {
   const char* name;  ///< "jpeg"
   bool alpha;
+  bool extras;  ///< keeps colour profile and dots per inch
 };
+/// The format of an ending, such as "jpg" in any case; null when none has it.
+const FileFormat* formatOfEnding(std::string_view ending);
+std::vector<std::string> writableEndings();
 /// The format for a file; throws FileError when its name, or `format`, tells none.
 const FileFormat& formatFor(const std::string& path, const std::string& format);
 

@@ -22,6 +22,8 @@ struct PixbufLibrary {
   ZVK_FUNCTION(gdk_pixbuf_loader_write);
   ZVK_FUNCTION(gdk_pixbuf_loader_close);
   ZVK_FUNCTION(gdk_pixbuf_loader_get_pixbuf);
+  ZVK_FUNCTION(gdk_pixbuf_loader_get_animation);
+  ZVK_FUNCTION(gdk_pixbuf_animation_is_static_image);
   ZVK_FUNCTION(gdk_pixbuf_loader_get_format);
   ZVK_FUNCTION(gdk_pixbuf_loader_set_size);
   ZVK_FUNCTION(gdk_pixbuf_get_formats);
@@ -38,6 +40,8 @@ struct PixbufLibrary {
   ZVK_FUNCTION(g_signal_connect_data);
   ZVK_FUNCTION(g_object_unref);
   ZVK_FUNCTION(g_error_free);
+  ZVK_FUNCTION(g_file_error_quark);
+  ZVK_FUNCTION(g_set_error_literal);
   ZVK_FUNCTION(g_slist_free);
   ZVK_FUNCTION(g_free);
   ZVK_FUNCTION(g_base64_decode);
@@ -57,8 +61,10 @@ using Pixbuf = std::unique_ptr<GdkPixbuf, Unref>;
 std::string takeMessage(GError* error) {
   std::string text = error ? error->message : "unknown error";
   if (error) pixbuf().g_error_free(error);
-  // Some go on to guess at causes in further lines.
-  return text.substr(0, text.find('\n'));
+  // Some go on to guess at causes in further lines, some end with a full stop.
+  text.resize(std::min(text.find('\n'), text.size()));
+  while (text.ends_with('.')) text.pop_back();
+  return text;
 }
 
 std::string upperCase(std::string text) {
@@ -66,12 +72,30 @@ std::string upperCase(std::string text) {
   return text;
 }
 
+/// Whether an icon's directory tells of more than there is: its loader takes a cut mask for
+/// granted.
+bool isCutIcon(std::string_view bytes) {
+  constexpr size_t kHeader = 6, kEntry = 16, kSize = 8;
+  if (!bytes.starts_with(std::string_view("\0\0\1\0", 4)) || bytes.size() < kHeader) return false;
+  uint16_t count = 0;
+  memcpy(&count, &bytes[4], sizeof count);
+  for (size_t at = kHeader; count > 0 && at + kEntry <= bytes.size(); at += kEntry, --count) {
+    uint32_t place[2];  // size and offset
+    memcpy(place, &bytes[at + kSize], sizeof place);
+    if (uint64_t{place[0]} + place[1] > bytes.size()) return true;
+  }
+  return count > 0;
+}
+
 /// The bytes go to the loader in two steps: until the size is known, which comes before any memory
 /// is taken for pixels, and the rest.
 class PixbufDecoder final : public Decoder {
  public:
   PixbufDecoder(std::string_view bytes, const std::string& name)
-      : name_(name), loader_(pixbuf().gdk_pixbuf_loader_new()), rest_(bytes) {
+      : name_(name),
+        loader_(pixbuf().gdk_pixbuf_loader_new()),
+        rest_(bytes),
+        cutIcon_(isCutIcon(bytes)) {
     connect("size-prepared", reinterpret_cast<GCallback>(&PixbufDecoder::onSize));
     connect("area-updated", reinterpret_cast<GCallback>(&PixbufDecoder::onArea));
     while (header_.width == 0 && !rest_.empty() && error_.empty()) write(kHeaderStep);
@@ -99,8 +123,11 @@ class PixbufDecoder final : public Decoder {
     if (!fits) fail();
     if (!error_.empty()) noteDamage(error_);
     const auto missing = std::count(seen_.begin(), seen_.end(), false);
-    if (missing > 0)
-      noteDamage("the file ends too early: " + std::to_string(missing) + " rows are missing");
+    if (missing > 0) {
+      noteDamage("the file ends too early: " + std::to_string(missing) +
+                 (missing == 1 ? " row is missing" : " rows are missing"));
+    }
+    if (cutIcon_) noteDamage("the file ends too early");
     copy(pixels, rows);
     readExtras(pixels);
   }
@@ -177,11 +204,17 @@ class PixbufDecoder final : public Decoder {
     if (orientation >= 1 && orientation <= 8) header_.orientation = orientation;
     header_.extras.dotsPerInchX = atof(option("x-dpi").c_str());
     header_.extras.dotsPerInchY = atof(option("y-dpi").c_str());
+    GdkPixbufAnimation* frames = pixbuf().gdk_pixbuf_loader_get_animation(loader_.get());
+    if (frames != nullptr && !pixbuf().gdk_pixbuf_animation_is_static_image(frames)) {
+      noteLoss("only the first frame is taken");
+    }
+    if (!option("multipage").empty()) noteLoss("only the first page is taken");
+    if (atoi(option("bits-per-sample").c_str()) > 8) noteLoss("16 bits per channel become 8");
     const std::string profile = option("icc-profile");
     if (profile.empty()) return;
     gsize length = 0;
     guchar* data = pixbuf().g_base64_decode(profile.c_str(), &length);
-    header_.extras.colorProfile = profileOfRgb({reinterpret_cast<char*>(data), length});
+    takeProfile({reinterpret_cast<char*>(data), length});
     pixbuf().g_free(data);
   }
 
@@ -190,11 +223,14 @@ class PixbufDecoder final : public Decoder {
   std::string_view rest_;
   std::vector<bool> seen_;  ///< rows of which the loader told
   std::string error_;
-  bool closed_ = false;
+  bool cutIcon_, closed_ = false;
 };
 
-gboolean appendToFile(const gchar* bytes, gsize count, GError**, gpointer file) {
-  return fwrite(bytes, 1, count, static_cast<FILE*>(file)) == count;
+gboolean appendToFile(const gchar* bytes, gsize count, GError** error, gpointer file) {
+  if (fwrite(bytes, 1, count, static_cast<FILE*>(file)) == count) return TRUE;
+  const int cause = errno;
+  pixbuf().g_set_error_literal(error, pixbuf().g_file_error_quark(), cause, strerror(cause));
+  return FALSE;
 }
 
 Pixbuf toPixbuf(const EncoderInput& input) {
@@ -261,10 +297,7 @@ void writeWithPixbuf(FILE* file, const EncoderInput& input, const char* format) 
   GError* error = nullptr;
   const bool written = pixbuf().gdk_pixbuf_save_to_callbackv(
       picture.get(), appendToFile, file, format, keys.data(), values.data(), &error);
-  const int cause = errno;
-  const std::string message = written ? "" : takeMessage(error);
-  errno = cause;
-  if (!written && !ferror(file)) throw EncodingError(message);
+  if (!written) throw EncodingError(takeMessage(error));
 }
 
 }  // namespace host

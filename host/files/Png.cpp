@@ -19,11 +19,16 @@ constexpr double kInchInMetres = 0.0254;
 struct Messages {
   jmp_buf jump;
   char error[256] = "";
+  bool brokenProfile = false;
 
   static void onError(png_structp png, png_const_charp text) {
     auto& messages = *static_cast<Messages*>(png_get_error_ptr(png));
     snprintf(messages.error, sizeof messages.error, "%s", text);
     longjmp(messages.jump, 1);
+  }
+  static void onWarning(png_structp png, png_const_charp text) {
+    if (strncmp(text, "iCCP", 4) != 0) return;
+    static_cast<Messages*>(png_get_error_ptr(png))->brokenProfile = true;
   }
 
   /// Whether `step`, which may hold nothing that needs destruction, ran to its end.
@@ -44,7 +49,7 @@ class PngDecoder final : public Decoder {
       : name_(name),
         rest_(bytes),
         png_(png_create_read_struct(PNG_LIBPNG_VER_STRING, &messages_, &Messages::onError,
-                                    [](png_structp, png_const_charp) {})),
+                                    &Messages::onWarning)),
         info_(png_ ? png_create_info_struct(png_) : nullptr) {
     if (info_ == nullptr) throw std::bad_alloc();
     const bool read = messages_.done([&] {
@@ -60,6 +65,7 @@ class PngDecoder final : public Decoder {
     header_.height = static_cast<int>(png_get_image_height(png_, info_));
     header_.alpha = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) != 0 ||
                     png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
+    if (png_get_bit_depth(png_, info_) == 16) noteLoss("16 bits per channel become 8");
     readExtras();
   }
   PngDecoder(const PngDecoder&) = delete;
@@ -111,7 +117,9 @@ class PngDecoder final : public Decoder {
     png_uint_32 length = 0;
     int compression = 0;
     if (png_get_iCCP(png_, info_, &profileName, &compression, &data, &length) != 0) {
-      header_.extras.colorProfile = profileOfRgb({reinterpret_cast<char*>(data), length});
+      takeProfile({reinterpret_cast<char*>(data), length});
+    } else if (messages_.brokenProfile) {
+      takeProfile("");
     }
     if (png_get_eXIf_1(png_, info_, &length, &data) != 0) {
       header_.orientation = exifOrientation({reinterpret_cast<char*>(data), length});

@@ -39,7 +39,9 @@ void Graphics::setSource(cairo_t* cr) const {
 }
 
 int Graphics::pen(const char* name) const {
-  return static_cast<int>(std::max<int64_t>(property(name).integer(), 1));
+  // Wider than any picture; positions and pen still sum up in 32 bits.
+  constexpr int64_t kWidest = 1 << 28;
+  return static_cast<int>(std::clamp<int64_t>(property(name).integer(), 1, kWidest));
 }
 
 // Calls `painter(cr)` with the colour set and the origin applied. `area` bounds what it touches.

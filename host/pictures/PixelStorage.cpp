@@ -4,19 +4,16 @@
 #include <gdk/gdkx.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <thread>
 
 #include "host/files/Library.h"
+#include "host/pictures/Display.h"
 
 namespace host {
 
 namespace {
 
 constexpr int kOpaque7 = 0x7F;
-constexpr int kDrawableDepth = 24;
 constexpr uint32_t kPaddingWord = 0xC5C5C5C5;
 
 // The words behind a row, which a picture does not use.
@@ -202,7 +199,6 @@ struct GdkLibrary {
   ZVK_FUNCTION(gdk_error_trap_pop);
   ZVK_FUNCTION(gdk_error_trap_push);
   ZVK_FUNCTION(gdk_flush);
-  ZVK_FUNCTION(gdk_init_check);
   ZVK_FUNCTION(gdk_pixbuf_get_from_drawable);
   ZVK_FUNCTION(gdk_pixbuf_get_pixels);
   ZVK_FUNCTION(gdk_pixbuf_get_rowstride);
@@ -311,45 +307,10 @@ std::unique_ptr<PixelStorage> PixelStorage::create(int width, int height,
   return nullptr;
 }
 
-namespace {
-
-/// A server that starts anew whenever its last client leaves refuses the next one meanwhile.
-bool connectPatiently() {
-  constexpr auto kPause = std::chrono::milliseconds(100);
-  constexpr int kAttempts = 15;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    if (gdk().gdk_init_check(nullptr, nullptr)) return true;
-    std::this_thread::sleep_for(kPause);
-  }
-  return false;
-}
-
-bool displayIsOpen = false;
-
-std::string findDisplayProblem() {
-  const char* name = getenv("DISPLAY");
-  if (name == nullptr || *name == '\0') return "DISPLAY is not set";
-  try {
-    if (!connectPatiently()) return std::string("no X server answers at DISPLAY ") + name;
-    displayIsOpen = true;
-    if (gdk().gdk_visual_get_best_with_depth(kDrawableDepth) != nullptr) return "";
-    return std::string("the X server at DISPLAY ") + name + " has no colours of 24 bits";
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-}
-
-}  // namespace
-
-const std::string& displayProblem() {
-  static const std::string problem = findDisplayProblem();
-  return problem;
-}
-
 int livePixbufs() {
   static int count = 0;
   // Without a display there are no drawables, and no pixbufs of them.
-  if (!displayIsOpen) return 0;
+  if (!displayIsOpen()) return 0;
   static auto* const type =
       static_cast<GObjectClass*>(gdk().g_type_class_ref(gdk().gdk_pixbuf_get_type()));
   static const auto construct = type->constructed;

@@ -80,11 +80,6 @@ class PixelStorage {
   PictureOptions options_;
 };
 
-/// Why drawables cannot be had, which need an X display; empty when they can. Opens the display at
-/// the first call.
-const std::string& displayProblem();
-inline bool displayAvailable() { return displayProblem().empty(); }
-
 /// How many GDK pixbufs there are more than at the first call. 0 until the display was asked for.
 int livePixbufs();
 

@@ -1,6 +1,5 @@
-// What both filter classes have in common: their rectangle, and how they hold their pictures.
+// What both filter classes have in common: how they hold their pictures.
 #include <functional>
-#include <limits>
 
 #include "FilterSupport.h"
 
@@ -9,71 +8,6 @@ namespace {
 using namespace test;
 
 class FilterClassTest : public testing::TestWithParam<const char*> {};
-
-struct RectangleCase {
-  const char* what;
-  int minX, minY, maxX, maxY;
-  int left, top, right, bottom;  ///< of the block that is filtered
-};
-
-constexpr int kLowest = std::numeric_limits<int>::min();
-constexpr int kHighest = std::numeric_limits<int>::max();
-
-constexpr RectangleCase kRectangles[] = {
-    {"all zero", 0, 0, 0, 0, 0, 0, 20, 6},
-    {"inside, at the corner", 0, 0, 10, 5, 0, 0, 10, 5},
-    {"inside", 3, 2, 17, 4, 3, 2, 17, 4},
-    {"maximum at the edge", 3, 2, 20, 6, 3, 2, 20, 6},
-    {"maximum beyond the edge", 3, 2, 21, kHighest, 3, 2, 20, 6},
-    {"maximum at the minimum", 7, 4, 7, 4, 7, 4, 20, 6},
-    {"maximum below the minimum", 7, 4, 2, 1, 7, 4, 20, 6},
-    {"minimum beyond the edge", 20, 0, 30, 3, 0, 0, 0, 0},
-    {"negative minimum", -5, -1, 4, 3, 0, 0, 4, 3},
-    {"negative minimum alone", -5, -1, 0, 0, 0, 0, 20, 6},
-    {"lowest minimum", kLowest, kLowest, 4, 3, 0, 0, 4, 3},
-    {"lowest minimum and highest maximum", kLowest, kLowest, kHighest, kHighest, 0, 0, 20, 6},
-    {"left of the picture", -5, 0, -2, 0, 0, 0, 20, 6},
-    {"above the picture", 0, kLowest, 0, -1, 0, 0, 20, 6},
-};
-
-TEST_P(FilterClassTest, FiltersTheRectangleAndLeavesTheRestFresh) {
-  constexpr int kWidth = 20, kHeight = 6;
-  constexpr uint32_t kFresh = 0x123456;
-  host::Settings settings = host::Settings::forStorage(host::Storage::kCairo);
-  settings.freshPixel = kFresh;
-  PluginHost setup(settings);
-  // New instances map to grey or black, never to the fresh colour.
-  const host::PictureRef source = setup.picture(kWidth, kHeight, randomPixels(kWidth, kHeight, 1));
-  for (const RectangleCase& c : kRectangles) {
-    SCOPED_TRACE(c.what);
-    const host::InstanceRef filter =
-        newFilter(setup, GetParam(),
-                  {{"MinX", c.minX}, {"MinY", c.minY}, {"MaxX", c.maxX}, {"MaxY", c.maxY}});
-    const host::InstanceRef whole = newFilter(setup, GetParam());
-    Pixels expected = filtered(setup, whole, source);
-    for (int y = 0; y < kHeight; ++y) {
-      for (int x = 0; x < kWidth; ++x) {
-        const bool inside = x >= c.left && x < c.right && y >= c.top && y < c.bottom;
-        if (!inside) expected[static_cast<size_t>(y * kWidth + x)] = kFresh;
-      }
-    }
-    EXPECT_EQ(filtered(setup, filter, source), expected);
-    for (const auto& [name, value] :
-         {std::pair{"MinX", c.minX}, {"MinY", c.minY}, {"MaxX", c.maxX}, {"MaxY", c.maxY}}) {
-      EXPECT_EQ(filter->property(name).integer(), value);
-    }
-  }
-}
-
-TEST_P(FilterClassTest, FindsItsDataWhereTheHostPutsIt) {
-  for (const int offset : {16, 48, 4096}) {
-    host::Settings settings = host::Settings::forStorage(host::Storage::kRecord);
-    settings.dataOffset = offset;
-    PluginHost setup(settings);
-    const host::InstanceRef filter = newFilter(setup, GetParam());
-    EXPECT_EQ(filtered(setup, filter, setup.picture(1, 1, {0xFF000000})), Pixels{0});
-  }
-}
 
 // The accounts at the end of the test show a reference released too often or never.
 TEST_P(FilterClassTest, HoldsEachPictureOnceHoweverOftenItRunsAndCloses) {

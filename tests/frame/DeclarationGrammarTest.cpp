@@ -97,12 +97,4 @@ TEST(DeclarationGrammar, HoldsRoutinesAgainstTheirDeclarations) {
   EXPECT_FALSE((fits<HostLong (*)() noexcept>("f as boolean")));
 }
 
-TEST(DeclarationGrammar, SettersTakeTheAssignedValueLast) {
-  const auto declared = grammar::asAssignment(*grammar::parse("m(swap as boolean) as picture"));
-  using Setter = void (*)(Picture, HostBoolean, Picture) noexcept;
-  EXPECT_TRUE((grammar::Signature<Setter, Picture>::matches(declared)));
-  using Getter = Picture (*)(Picture, HostBoolean) noexcept;
-  EXPECT_FALSE((grammar::Signature<Getter, Picture>::matches(declared)));
-}
-
 }  // namespace

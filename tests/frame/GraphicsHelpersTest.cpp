@@ -115,17 +115,4 @@ TEST_F(GraphicsHelpersTest, ShapesCallTheMethodOfTheirDeclaration) {
   }
 }
 
-TEST_F(GraphicsHelpersTest, LinesGoThroughTheHostsService) {
-  using DrawLine = void(REALgraphicsStruct*, int, int, int, int);
-  const auto draw = helper<DrawLine>("_Z16GraphicsDrawLineP18REALgraphicsStructiiii");
-  setup_.host.withhold("RuntimeGraphicsDrawLine");
-  draw(handle_, 2, 3, 8, 3);
-  EXPECT_EQ(colors(picture_), Pixels(600, 0));
-  setup_.host.restore("RuntimeGraphicsDrawLine");
-  helper<SetNumber>("_Z20SetGraphicsForeColorP18REALgraphicsStruct@")(handle_, 0xFF8000);
-  draw(handle_, 2, 3, 8, 5);
-  EXPECT_EQ(picture_->pixel(2, 3), 0xFFFF8000);
-  EXPECT_EQ(picture_->pixel(8, 5), 0xFFFF8000);
-}
-
 }  // namespace

@@ -250,10 +250,16 @@ TEST(ArrayElements, KeepTheReferencesOfStringsAndObjectsExact) {
     const host::ArrayRef strings(host::Array::create(setup.host, host::ElementType::kString, 0));
     const auto& string = setup.probe.services.string;
     string.set(strings.handle(), 0, text.handle());
-    string.set(strings.handle(), 0, text.handle());
     REALstringStruct* read = nullptr;
     EXPECT_TRUE(string.get(strings.handle(), 0, &read));
     EXPECT_EQ(host::Host::adopt<host::String>(read), text);
+    // An element may be set to itself where nobody else holds it.
+    string.set(strings.handle(), 0, setup.host.newString("own").handle());
+    EXPECT_TRUE(string.get(strings.handle(), 0, &read));
+    setup.host.as<host::String>(read)->unlock();
+    string.set(strings.handle(), 0, read);
+    EXPECT_TRUE(string.get(strings.handle(), 0, &read));
+    EXPECT_EQ(host::Host::adopt<host::String>(read)->bytes(), "own");
     string.set(strings.handle(), 0, nullptr);
     EXPECT_TRUE(string.get(strings.handle(), 0, &read));
     EXPECT_EQ(read, nullptr);

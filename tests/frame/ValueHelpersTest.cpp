@@ -72,7 +72,7 @@ TEST_F(ValueHelpers, TextEndsAtItsZeroOrItsLimit) {
   };
   EXPECT_EQ(text("abc", 0), "abc");
   EXPECT_EQ(text("abc", -1), "abc");
-  EXPECT_EQ(text("abc", 2), "ab");
+  EXPECT_EQ(text("abc", 1), "a");
   EXPECT_EQ(text("abc", 4), "abc");
   EXPECT_EQ(text("", 0), "-");
   EXPECT_EQ(text(nullptr, 0), "-");
@@ -220,6 +220,8 @@ TEST_F(ValueHelpers, BlocksHoldACopy) {
     setup.host.failCall(service);
     EXPECT_FALSE(adoptBlock(values.buildMemoryBlock("bytes", 5))) << service;
   }
+  setup.host.settings.lies.moreBytes = -1;
+  EXPECT_FALSE(adoptBlock(values.buildMemoryBlock("bytes", 5))) << "a byte short";
 }
 
 TEST_F(ValueHelpers, DebugLogWritesUTF8Lines) {

@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include "Support.h"
 
 namespace {
@@ -43,8 +45,11 @@ PictureRef decoded(PluginHost& setup, const std::string& text) {
 
 TEST_P(BinaryStringTest, GoesThereAndBack) {
   PluginHost setup(GetParam().options);
-  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {17, 5}, {700, 2}}) {
+  // Vectors end behind the rows at the widths that they mishandle.
+  const bool slow = setup.options.storage == host::Storage::kDrawable;
+  for (int width = 1; width <= 700; width += slow ? 233 : width < 100 ? 1 : 300) {
     SCOPED_TRACE(width);
+    constexpr int height = 2;
     const Pixels source = randomPixels(width, height, 4, true);
     const StringRef string =
         setup.plugin.callGlobal("PicturetoBinaryStringZVK", setup.picture(width, height, source))
@@ -117,6 +122,33 @@ TEST_P(BinaryStringTest, RefusesWhatIsNotAWholePicture) {
   EXPECT_TRUE(decoded(setup, header(length, 1, 1, 0)));
 }
 
+// Of a row that is not there, nothing gets into the string but zeros, whatever the heap held.
+TEST(BinaryStringRecords, MissingRowsAreBlackOrLeftOut) {
+  const host::PictureOptions options{.storage = host::Storage::kRecord, .scatteredRows = true};
+  PluginHost setup(options);
+  Pixels source = randomPixels(700, 3, 5);
+  const PictureRef picture = setup.picture(700, 3, source);
+  uint8_t* const row = std::exchange(picture->record()->rowStarts[1], nullptr);
+  mallopt(M_PERTURB, 0x55);
+  const StringRef string = setup.plugin.callGlobal("PicturetoBinaryStringZVK", picture).string();
+  mallopt(M_PERTURB, 0);
+  picture->record()->rowStarts[1] = row;
+  const std::string whole = encoded(700, 3, source);
+  std::fill(source.begin() + 700, source.begin() + 1400, 0);
+  ASSERT_TRUE(string);
+  EXPECT_EQ(string->bytes(), encoded(700, 3, source));
+  setup.host.settings.lies.pictures.missingRow = 1;
+  EXPECT_EQ(colors(decoded(setup, whole))[1400], colors(picture)[1400]);
+  setup.host.settings.lies = {};
+  for (const int more : {-1, 1}) {
+    setup.host.settings.lies.moreWidth = more;
+    EXPECT_FALSE(decoded(setup, whole));
+    setup.host.settings.lies.moreWidth = 0;
+    setup.host.settings.lies.moreHeight = more;
+    EXPECT_FALSE(decoded(setup, whole));
+  }
+}
+
 // Both as a cut-off file, whose header still has the old length, and with the new one.
 TEST_P(BinaryStringTest, RefusesEveryTruncation) {
   PluginHost setup(GetParam().options);
@@ -125,32 +157,6 @@ TEST_P(BinaryStringTest, RefusesEveryTruncation) {
     ASSERT_FALSE(decoded(setup, good.substr(0, length))) << length;
     ASSERT_FALSE(decoded(setup, relabelled(good.substr(0, length)))) << length;
   }
-}
-
-// Whatever comes out of a corrupted string, it has the size that its header says.
-TEST(BinaryStringCorruptionTest, SurvivesRandomCorruption) {
-  PluginHost setup(host::PictureOptions{});
-  std::mt19937 random(12);
-  const std::string good = encoded(9, 7, randomPixels(9, 7, 6));
-  int refused = 0;
-  for (int round = 0; round < 1000; ++round) {
-    std::string bad = good;
-    for (unsigned changes = random() % 4 + 1; changes > 0; --changes) {
-      // The header's words of size and place are small numbers: so are half of the changes.
-      bad[random() % 40] = static_cast<char>(random() % 2 == 0 ? random() : random() % 12);
-    }
-    if (round % 2 == 0) bad = relabelled(bad);
-    const PictureRef picture = decoded(setup, bad);
-    if (picture) {
-      ASSERT_EQ(words32({static_cast<uint32_t>(picture->width()),
-                         static_cast<uint32_t>(picture->height())}),
-                bad.substr(8, 8));
-    } else {
-      ++refused;
-    }
-  }
-  EXPECT_GT(refused, 100);
-  EXPECT_LT(refused, 1000);
 }
 
 // A string cannot be longer than 2^31 - 1 bytes, also where the product of the sides overflows or

@@ -148,6 +148,11 @@ TEST_P(ColorRectanglesTest, GrowsNestedAndWindingShapes) {
       if (i > k + 1) set(spiral, k, i);
     }
   }
+  // A long row that only one pixel in the middle lengthens downwards.
+  Pixels bar(300 * 3, 0xFF808080);
+  std::fill_n(bar.begin(), 300, 0xFF0000FF);
+  bar[300 + 100] = 0xFF0000FF;
+  check(setup, 300, 3, bar, "bar");
   check(setup, kSide, kSide, corners, "corners");
   check(setup, kSide, kSide, spiral, "spiral");
   std::reverse(corners.begin(), corners.end());
@@ -194,24 +199,57 @@ TEST_P(ColorRectanglesTest, LooksOnlyAtTheRectangle) {
   }
 }
 
-TEST_P(ColorRectanglesTest, FailsWithoutPictures) {
-  PluginHost setup(GetParam().options);
-  const PictureRef source = setup.picture(4, 4, noise(4, 4, 0.5, 10));
-  setup.host.failFrom("newPicture");
-  EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
-  source->faults.nullData = true;
-  EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
-}
-
 // A byte per pixel and a frame of one around the picture must stay below 2^31.
-TEST(ColorRectanglesSize, RefusesPicturesBeyondTheLimit) {
+TEST(ColorRectangles, RefusePicturesBeyondTheLimit) {
   PluginHost setup(host::PictureOptions{.storage = host::Storage::kRecord});
   const PictureRef source = setup.picture(2, 2, Pixels(4, 0xFFFF0000));
-  source->faults.width = 46339;
-  source->faults.height = 46340;
-  setup.host.clearCalls();
-  EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
-  EXPECT_EQ(setup.host.callCount("newPicture"), 0);
+  for (const auto& [width, height] : {std::pair{46339, 46339}, {46339, 46338}, {46338, 46339}}) {
+    source->faults.width = width;
+    source->faults.height = height;
+    setup.host.clearCalls();
+    EXPECT_FALSE(setup.plugin.call(source, "ExtractColorRectangleMaskZVK").picture());
+    EXPECT_EQ(setup.host.callCount("newPicture"), 0);
+  }
+}
+
+// So large that the mask is streamed; no coloured pixel has a neighbour.
+TEST(ColorRectangles, LargeMasksHaveEveryLonelyPixel) {
+  constexpr int kWidth = 2051, kHeight = 2052;
+  PluginHost setup(host::PictureOptions{});
+  Pixels pixels, expected;
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const bool colored = x % 3 == 1 && y % 3 == 1;
+      pixels.push_back(colored ? 0xFF808081 : 0xFF808080);
+      expected.push_back(colored ? 0xFF000000 : 0xFFFFFFFF);
+    }
+  }
+  const PictureRef source = setup.picture(kWidth, kHeight, pixels);
+  const PictureRef result = setup.plugin.call(source, "ExtractColorRectangleMaskZVK");
+  EXPECT_TRUE(words(result) == expected);
+}
+
+// What a picture held before is gone, on whichever side of the rectangle it lies, and rows that are
+// not there are passed over.
+TEST(ColorRectangles, MasksAreWhiteOutsideOfTheRectangle) {
+  host::Settings settings = host::Settings::forStorage(host::Storage::kRecord);
+  settings.newPictures.scatteredRows = true;
+  settings.freshPixel = 0x123456;
+  PluginHost setup(settings);
+  const Pixels pixels = noise(70, 6, 0.3, 5);
+  const PictureRef source = setup.picture(70, 6, pixels);
+  for (const Rectangle& r : {Rectangle{0, 0, 70, 3}, {0, 2, 70, 4}, {0, 0, 9, 6}, {9, 0, 61, 6}}) {
+    Pixels expected = PlainBoxes(70, 6, pixels, r).mask();
+    const auto mask = [&]() -> PictureRef {
+      return setup.plugin.call(source, "ExtractColorRectangleMaskZVK", r.left, r.top, r.width,
+                               r.height);
+    };
+    EXPECT_EQ(words(mask()), expected);
+    setup.host.settings.lies.pictures.missingRow = 4;
+    std::fill(expected.begin() + 4 * 70, expected.begin() + 5 * 70, 0);
+    EXPECT_EQ(words(mask()), expected);
+    setup.host.settings.lies = {};
+  }
 }
 
 }  // namespace

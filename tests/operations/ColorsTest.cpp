@@ -1,51 +1,11 @@
-#include <numeric>
-
 #include "Support.h"
 
 namespace {
 
 using namespace test;
 using host::BlockRef;
-using host::Color;
 using host::PictureRef;
 using Counters = std::vector<uint32_t>;
-
-class ColorsTest : public LayoutTest {};
-
-// Colours of three bits, so that pictures hold each of them many times.
-constexpr uint32_t kFewColors = 0x010101;
-constexpr uint32_t kSearched = 0x010001;
-
-bool isSearched(Rgb c) { return c.red == 1 && c.green == 0 && c.blue == 1; }
-
-TEST_P(ColorsTest, CountsReplacesAndExtractsOneColour) {
-  PluginHost setup(GetParam().options);
-  for (const uint32_t ignored : {0U, 0xFF000000U}) {
-    const Color search{kSearched | ignored}, replacement{0xFE8040 | ignored},
-        background{0x123456 | ignored};
-    expectMapping(setup, {.call = [&](auto p) -> PictureRef {
-                            return setup.plugin.call(p, "ReplaceColorZVK", search, replacement);
-                          },
-                          .f = [](Rgb c) { return isSearched(c) ? rgbOf(0xFE8040) : c; },
-                          .colorBits = kFewColors});
-    expectMapping(
-        setup, {.call = [&](auto p) -> PictureRef {
-                  return setup.plugin.call(p, "ExtractColorZVK", search, replacement, background);
-                },
-                .f = [](Rgb c) { return isSearched(c) ? rgbOf(0xFE8040) : rgbOf(0x123456); },
-                .keepsAlphaChannel = false,
-                .colorBits = kFewColors});
-    for (const int width : {1, 40, 513, 4099}) {
-      Pixels source = randomPixels(width, 3, 5, true);
-      for (uint32_t& pixel : source) pixel &= kFewColors | 0xFF000000;
-      const auto expected = std::count_if(source.begin(), source.end(),
-                                          [](uint32_t p) { return isSearched(rgbOf(p)); });
-      const PictureRef picture = setup.picture(width, 3, source);
-      EXPECT_EQ(setup.plugin.call(picture, "CountColorZVK", search).integer(), expected);
-      EXPECT_EQ(setup.plugin.call(picture, "CountColorZVK", Color{0x010201}).integer(), 0);
-    }
-  }
-}
 
 // --- Histograms ---------------------------------------------------------------------------------
 
@@ -54,18 +14,6 @@ Counters countersOf(const BlockRef& block) {
   memcpy(counters.data(), block->data(), counters.size() * 4);
   return counters;
 }
-
-struct Histograms {
-  Counters red = Counters(256), green = Counters(256), blue = Counters(256);
-
-  explicit Histograms(const Pixels& pixels) {
-    for (const uint32_t pixel : pixels) {
-      ++red[pixel >> 16 & 255];
-      ++green[pixel >> 8 & 255];
-      ++blue[pixel & 255];
-    }
-  }
-};
 
 /// CountColorsZVK with variables that hold these blocks; the blocks and the count afterwards.
 struct Counted {
@@ -80,37 +28,23 @@ Counted countColors(PluginHost& setup, const PictureRef& picture, const BlockRef
           variables[3].value.integer()};
 }
 
-TEST_P(ColorsTest, AddsHistogramsToBlocks) {
-  PluginHost setup(GetParam().options);
-  setup.host.settings.placement = host::Placement::kGuarded;
-  for (const int width : {1, 5, 514, 4099}) {
-    SCOPED_TRACE(width);
-    const Pixels source = randomPixels(width, 3, 9, true);
-    const Histograms expected(source);
-    const PictureRef picture = setup.picture(width, 3, source);
-    const Counted made = countColors(setup, picture);
-    ASSERT_TRUE(made.red && made.blue && made.green);
-    EXPECT_EQ(made.red->size(), 1024);
-    EXPECT_EQ(countersOf(made.red), expected.red);
-    EXPECT_EQ(countersOf(made.blue), expected.blue);
-    EXPECT_EQ(countersOf(made.green), expected.green);
-    EXPECT_EQ(made.count, width * 3);
-
-    // One block for two channels, and one that is longer than needed and at an odd address.
-    const BlockRef odd = setup.host.newBlock(1027, host::Placement::kGuarded);
-    memset(odd->data(), 0xFF, 1027);
-    const Counted again = countColors(setup, picture, made.red, made.red, odd);
-    EXPECT_TRUE(again.red == made.red && again.blue == made.red && again.green == odd);
-    EXPECT_EQ(again.count, width * 3);
-    Counters sums = expected.red, wrapped = expected.green;
-    for (size_t v = 0; v < 256; ++v) {
-      sums[v] += expected.red[v] + expected.blue[v];
-      wrapped[v] += 0xFFFFFFFF;
-    }
-    EXPECT_EQ(countersOf(made.red), sums);
-    EXPECT_EQ(countersOf(odd), wrapped);
-    EXPECT_EQ(odd->data()[1026], 0xFF);
+// One block for two channels, and one that is longer than needed and at an odd address.
+TEST(HistogramTest, IsAddedToBlocks) {
+  PluginHost setup(host::PictureOptions{});
+  const PictureRef picture = setup.picture(514, 3, randomPixels(514, 3, 9, true));
+  const Counted made = countColors(setup, picture);
+  ASSERT_TRUE(made.red && made.blue && made.green);
+  const Counters red = countersOf(made.red), blue = countersOf(made.blue),
+                 green = countersOf(made.green);
+  const BlockRef odd = setup.host.newBlock(1027, host::Placement::kGuarded);
+  memset(odd->data(), 0xFF, 1027);
+  const Counted again = countColors(setup, picture, made.red, made.red, odd);
+  EXPECT_TRUE(again.red == made.red && again.blue == made.red && again.green == odd);
+  for (size_t v = 0; v < 256; ++v) {
+    EXPECT_EQ(countersOf(made.red)[v], 2 * red[v] + blue[v]);
+    EXPECT_EQ(countersOf(odd)[v], green[v] + 0xFFFFFFFF);
   }
+  EXPECT_EQ(odd->data()[1026], 0xFF);
 }
 
 // Nothing is written to any block unless all of them can be.
@@ -146,24 +80,6 @@ BlockRef table(PluginHost& setup, const std::function<int(int)>& f) {
   BlockRef block = setup.host.newBlock(256, host::Placement::kGuarded);
   for (int v = 0; v < 256; ++v) block->data()[v] = static_cast<uint8_t>(f(v));
   return block;
-}
-
-TEST_P(ColorsTest, MapsEachChannelThroughItsTable) {
-  PluginHost setup(GetParam().options);
-  const auto forRed = [](int v) { return v * 7 + 3; };
-  const auto forBlue = [](int v) { return 255 - v; };
-  const auto forGreen = [](int v) { return v ^ 0x55; };
-  const BlockRef red = table(setup, forRed), blue = table(setup, forBlue),
-                 green = table(setup, forGreen);
-  expectMapping(
-      setup, {.call = [&](auto p) -> PictureRef {
-                return setup.plugin.call(p, "TransformColorsZVK", red, blue, green);
-              },
-              .f =
-                  [&](Rgb c) {
-                    return Rgb{forRed(c.red) & 255, forGreen(c.green) & 255, forBlue(c.blue) & 255};
-                  },
-              .keepsAlphaChannel = false});
 }
 
 TEST(TableTest, RaisesForTheFirstNilInOrderRedGreenBlue) {
@@ -217,5 +133,3 @@ TEST(TableTest, RefusesShortTablesWhereSizesAreKnown) {
 }
 
 }  // namespace
-
-ZVK_ALL_LAYOUTS(ColorsTest);

@@ -21,7 +21,9 @@ class EmbeddedMaskTest : public LayoutTest {
     return bits == 0 ? 0 : 2 * bits + bits % 2;
   }
   /// What remains of a value that is written and read back.
-  static uint32_t kept(uint32_t value) { return isRecord() ? maskValue(value >> 1 << 24) : value; }
+  static uint32_t remaining(uint32_t value) {
+    return isRecord() ? maskValue(value >> 1 << 24) : value;
+  }
   static uint32_t grey(uint32_t value) { return value << 16 | value << 8 | value; }
 };
 
@@ -61,33 +63,20 @@ TEST_P(EmbeddedMaskTest, WritesRedOfTheMaskOnTheCommonArea) {
         for (int x = 0; x < 40; ++x) {
           const uint32_t before = words[static_cast<size_t>(y) * 40 + x];
           const uint32_t after = written[static_cast<size_t>(y) * 40 + x];
-          ASSERT_EQ(after & 0xFFFFFF, before & 0xFFFFFF);
+          // The top bit of records is the host's.
+          const uint32_t kept = isRecord() ? 0x80FFFFFF : 0xFFFFFF;
+          ASSERT_EQ(after & kept, before & kept);
           if (!keepsAlpha() || x >= maskWidth || y >= maskHeight) {
             ASSERT_EQ(after, before);
           } else {
             const uint32_t red = mask->pixel(x, y) >> 16 & 0xFF;
-            ASSERT_EQ(maskValue(after), kept(swap ? 255 - red : red)) << x << ", " << y;
+            ASSERT_EQ(maskValue(after), remaining(swap ? 255 - red : red)) << x << ", " << y;
           }
         }
       }
       EXPECT_EQ(subject->cacheClears(), 0);
     }
   }
-}
-
-TEST_P(EmbeddedMaskTest, FailsQuietly) {
-  PluginHost setup(GetParam().options);
-  const PictureRef subject = setup.picture(3, 3, randomPixels(3, 3, 4));
-  const PictureRef locked = setup.picture(3, 3, randomPixels(3, 3, 5));
-  locked->faults.nullData = true;
-  const Pixels words = subject->words();
-  setup.plugin.assignTo(subject, "EmbeddedMaskZVK", host::Value(nullptr), false);
-  setup.plugin.assignTo(subject, "EmbeddedMaskZVK", locked, false);
-  setup.plugin.assignTo(locked, "EmbeddedMaskZVK", subject, false);
-  EXPECT_EQ(subject->words(), words);
-  EXPECT_FALSE(setup.plugin.call(locked, "EmbeddedMaskZVK", false).picture());
-  setup.host.failFrom("newPicture");
-  EXPECT_FALSE(setup.plugin.call(subject, "EmbeddedMaskZVK", false).picture());
 }
 
 TEST_P(EmbeddedMaskTest, TellsWhetherThereIsASeparateMask) {

@@ -4,8 +4,6 @@ namespace {
 
 using namespace test;
 
-class SaturationTest : public LayoutTest {};
-
 /// In 64 bits, so that no amount overflows.
 Rgb saturated(Rgb c, int64_t amount) {
   const int64_t mean = (c.red + c.green + c.blue) / 3;
@@ -15,19 +13,9 @@ Rgb saturated(Rgb c, int64_t amount) {
   return {channel(c.red), channel(c.green), channel(c.blue)};
 }
 
-TEST_P(SaturationTest, MovesChannelsAwayFromTheirMean) {
-  PluginHost setup(GetParam().options);
-  for (const int amount : {-255, -100, 77}) {
-    expectMapping(setup, {.call = [&](auto p) -> host::PictureRef {
-                            return setup.plugin.call(p, "ChangeSaturationZVK", amount);
-                          },
-                          .f = [&](Rgb c) { return saturated(c, amount); }});
-  }
-}
-
 // Red is the column and the mean is the row wherever such a colour exists, so that every
 // difference from the mean meets every amount.
-TEST(SaturationArithmeticTest, IsExactForEveryDifferenceAndAmount) {
+TEST(Saturation, IsExactForEveryDifferenceAndAmount) {
   PluginHost setup(host::PictureOptions{});
   Pixels source;
   for (int mean = 0; mean < 256; ++mean) {
@@ -69,18 +57,4 @@ TEST(SaturationArithmeticTest, IsExactForEveryDifferenceAndAmount) {
   }
 }
 
-TEST(SaturationArithmeticTest, GivesTheKnownColours) {
-  PluginHost setup(host::PictureOptions{});
-  const auto changed = [&](Rgb c, int amount) {
-    const host::PictureRef picture = setup.picture(1, 1, {opaque(c)});
-    return host::PictureRef(setup.plugin.call(picture, "ChangeSaturationZVK", amount))->pixel(0, 0);
-  };
-  EXPECT_EQ(changed({255, 0, 0}, -255), opaque(85, 85, 85));
-  EXPECT_EQ(changed({200, 100, 50}, 100), opaque(232, 94, 25));
-  EXPECT_EQ(changed({255, 0, 0}, 255), opaque(255, 0, 0));
-  EXPECT_EQ(changed({200, 100, 50}, -510), opaque(32, 132, 182));
-}
-
 }  // namespace
-
-ZVK_ALL_LAYOUTS(SaturationTest);

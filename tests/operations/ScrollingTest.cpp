@@ -40,8 +40,7 @@ class ScrollingTest : public LayoutTest {
 
 TEST_P(ScrollingTest, MovesEveryPixelByEveryDelta) {
   PluginHost setup(GetParam().options);
-  for (const auto& [width, height] :
-       {std::pair{1, 1}, {2, 2}, {3, 5}, {10, 10}, {7, 1}, {1, 7}, {17, 6}}) {
+  for (const auto& [width, height] : {std::pair{1, 1}, {3, 5}, {10, 10}, {7, 1}, {1, 7}, {75, 3}}) {
     const PictureRef subject = picture(setup, width, height, 1);
     const Pixels words = subject->words();
     const auto check = [&](const char* method, int delta, bool wrap, int dx, int dy) {
@@ -69,7 +68,7 @@ TEST_P(ScrollingTest, MovesEveryPixelByEveryDelta) {
 
 TEST_P(ScrollingTest, ScrollsBothWays) {
   PluginHost setup(GetParam().options);
-  constexpr int kWidth = 5, kHeight = 6;
+  constexpr int kWidth = 67, kHeight = 4;
   const PictureRef subject = picture(setup, kWidth, kHeight, 2);
   const Pixels words = subject->words();
   for (int right = -kWidth - 1; right <= kWidth + 1; ++right) {
@@ -151,6 +150,42 @@ TEST(ScrollingDrawables, StayAsTheyAre) {
   const PictureRef subject = setup.picture(9, 4, source);
   expectRefusal(setup, subject);
   EXPECT_EQ(subject->pixels(), source);
+}
+
+// Surfaces are one piece of memory, of which whole rows move; records have nothing behind their
+// rows.
+TEST(Scrolling, MovesWhatLiesBehindTheRowsOfSurfacesAlone) {
+  constexpr int kWidth = 5, kHeight = 4;
+  for (const auto& [right, wrap] : {std::pair{0, true}, {2, true}, {0, false}, {2, false}}) {
+    const host::PictureOptions cairo{.paddingWords = 1};
+    PluginHost setup(cairo);
+    const PictureRef subject = setup.picture(kWidth, kHeight, randomPixels(kWidth, kHeight, 1));
+    const auto padding = [&](int y) -> uint8_t& {
+      return subject->storage().row(y)[4 * kWidth + 2];
+    };
+    for (int y = 0; y < kHeight; ++y) padding(y) = static_cast<uint8_t>(y + 1);
+    EXPECT_TRUE(setup.plugin.call(subject, "ScrollZVK", right, 1, wrap, false).boolean());
+    for (int y = 0; y < kHeight; ++y) {
+      EXPECT_EQ(padding(y), y > 0 ? y : wrap ? kHeight : 0xFF) << right << wrap << y;
+    }
+
+    PluginHost console({.storage = host::Storage::kRecord, .paddingWords = 1});
+    const PictureRef record = console.picture(kWidth, kHeight, randomPixels(kWidth, kHeight, 1));
+    EXPECT_TRUE(console.plugin.call(record, "ScrollZVK", right, 1, wrap, false).boolean());
+    EXPECT_TRUE(record->surroundingsIntact());
+  }
+}
+
+// No more than 2^31 - 1 bytes turn around the edge: of four rows downwards, of all five upwards.
+TEST(ScrollingRecords, RefuseToTurnMoreThanTheLimit) {
+  PluginHost setup({.storage = host::Storage::kRecord});
+  const PictureRef subject = setup.picture(2, 5, randomPixels(2, 5, 1));
+  const Pixels words = subject->words();
+  for (const auto& [width, delta] : {std::pair{134'217'728, 1}, {107'374'183, -1}}) {
+    subject->faults.width = width;
+    EXPECT_FALSE(setup.plugin.call(subject, "ScrollVerticalZVK", delta, true, false).boolean());
+  }
+  EXPECT_EQ(subject->words(), words);
 }
 
 TEST(ScrollingRecords, SurviveMissingRowsAndEmptySizes) {

@@ -4,54 +4,11 @@ namespace {
 
 using namespace test;
 
-class TintTest : public LayoutTest {};
-
 host::PictureRef tinted(PluginHost& setup, host::PictureRef picture, uint32_t grey, uint32_t tone) {
   return setup.plugin.callGlobal("TintPictureZVK", picture, host::Color{grey}, host::Color{tone});
 }
 
-// Weights of 0 and 1 leave no rounding: every result is a whole number.
-TEST_P(TintTest, WeighsAndColoursBrightness) {
-  PluginHost setup(GetParam().options);
-  struct Case {
-    uint32_t grey, tone;  // top bytes are ignored
-    std::function<Rgb(Rgb)> f;
-  };
-  const auto sum = [](Rgb c) { return std::min(c.red + c.green + c.blue, 255); };
-  const Case cases[] = {
-      {0xFFFFFF, 0x12FFFFFF,
-       [&](Rgb c) {
-         return Rgb{sum(c), sum(c), sum(c)};
-       }},
-      {0x80FF0000, 0xFFFFFF,
-       [](Rgb c) {
-         return Rgb{c.red, c.red, c.red};
-       }},
-      {0x00FF00, 0xFF00FF,
-       [](Rgb c) {
-         return Rgb{c.green, 0, c.green};
-       }},
-      {0x0000FF, 0x00FF00,
-       [](Rgb c) {
-         return Rgb{0, c.blue, 0};
-       }},
-      {0x000000, 0xFFFFFF,
-       [](Rgb) {
-         return Rgb{0, 0, 0};
-       }},
-      {0xFFFFFF, 0x000000,
-       [](Rgb) {
-         return Rgb{0, 0, 0};
-       }},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.grey);
-    expectMapping(setup,
-                  {.call = [&](auto p) { return tinted(setup, p, c.grey, c.tone); }, .f = c.f});
-  }
-}
-
-TEST(TintArithmeticTest, TruncatesTheExactValue) {
+TEST(Tint, TruncatesTheExactValue) {
   PluginHost setup(host::PictureOptions{});
   std::mt19937 random(7);
   const Pixels source = randomPixels(200, 100, 8);
@@ -72,7 +29,7 @@ TEST(TintArithmeticTest, TruncatesTheExactValue) {
 
 // Red alone is the level, so that every level there is meets every weight; the quotients next to
 // whole numbers are where single precision could fail.
-TEST(TintArithmeticTest, IsExactForEveryLevelAndWeight) {
+TEST(Tint, IsExactForEveryLevelAndWeight) {
   PluginHost setup(host::PictureOptions{});
   Pixels source;
   for (int level = 0; level < 256; ++level) source.push_back(opaque(level, level, level));
@@ -91,5 +48,3 @@ TEST(TintArithmeticTest, IsExactForEveryLevelAndWeight) {
 }
 
 }  // namespace
-
-ZVK_ALL_LAYOUTS(TintTest);

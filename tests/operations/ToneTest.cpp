@@ -1,8 +1,9 @@
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
 
-#include "Formats.h"
+#include "Support.h"
 
 namespace {
 
@@ -104,31 +105,6 @@ Pixels repeated(const Pixels& pixels, int times) {
   return all;
 }
 
-class ToneTest : public FormatTest {};
-
-TEST_P(ToneTest, EveryMethodAtEveryWidth) {
-  const Arguments red = {0.37, 40.25}, green = {-0.5, -60.5}, blue = {1.9, 3};
-  for (const int width : widths()) {
-    const Pixels source = randomPixels(width, 2, static_cast<uint32_t>(width), true);
-    const host::PictureRef picture = setup.picture(width, 2, source);
-    const Pixels before = picture->words();
-    for (const Curve& curve : kCurves) {
-      const host::PictureRef one = call(setup, curve, picture, {red});
-      ASSERT_TRUE(one);
-      check(curve, source, one->words(), {red, red, red});
-      ASSERT_EQ(one->words(), written(one->words()));
-      ASSERT_EQ(one->hasAlpha(), GetParam().source.options.alpha);
-      if (!curve.hasThreeValueForm) continue;
-      const host::PictureRef three = call(setup, curve, picture, {red, green, blue});
-      check(curve, source, three->words(), {red, green, blue});
-      ASSERT_EQ(three->words(), written(three->words()));
-    }
-    ASSERT_EQ(picture->words(), before);
-  }
-}
-
-ZVK_ALL_FORMATS(ToneTest);
-
 TEST(Tone, EveryLevelUnderEveryArgument) {
   const double values[] = {0,      1,     -1,     0.5,       -0.5,       0.9,      -0.9, 127,
                            254.9,  255,   -255,   300,       -300,       1e6,      -3e9, 3e9,
@@ -180,51 +156,6 @@ TEST(Tone, RandomCurvesAreExactAtEveryLevel) {
       check(curve, levels, result, channels);
       if (HasFatalFailure()) return;
     }
-  }
-}
-
-TEST(Tone, OneValueFormsAreTheThreeValueFormsOfEqualValues) {
-  PluginHost setup{host::PictureOptions{}};
-  const host::PictureRef picture = setup.picture(256, 1, allLevels());
-  for (const Curve& curve : kCurves) {
-    if (!curve.hasThreeValueForm) continue;
-    for (const Arguments& k : {Arguments{0.3, 77.7}, {-1.5, -20}, {2.25, 300}, {kNoNumber, 1}}) {
-      EXPECT_EQ(call(setup, curve, picture, {k})->words(),
-                call(setup, curve, picture, {k, k, k})->words())
-          << curve.method;
-    }
-  }
-}
-
-TEST(Tone, MapsTheLevelsOfTheManual) {
-  PluginHost setup{host::PictureOptions{}};
-  const struct {
-    const char* method;
-    std::vector<host::Value> arguments;
-    int level, result;
-  } cases[] = {
-      {"ChangeBrightnessLinearZVK", {0.0}, 123, 123},
-      {"ChangeBrightnessAbsoluteZVK", {0.0}, 123, 123},
-      {"ChangeContrastZVK", {0.0}, 123, 123},
-      {"ChangeCustomZVK", {1.0, 0.0}, 123, 123},
-      {"ChangeContrastZVK", {-1.0}, 0, 127},
-      {"ChangeContrastZVK", {-1.0}, 255, 127},
-      {"ChangeBrightnessLinearZVK", {255.0}, 0, 255},
-      {"ChangeBrightnessLinearZVK", {255.0}, 200, 255},
-      {"ChangeBrightnessLinearZVK", {-255.0}, 255, 0},
-      {"ChangeBrightnessLinearZVK", {300.0}, 0, 44},
-      {"ChangeContrastBrightnessLinearZVK", {0.0, 300.0}, 0, 255},
-      {"ChangeBrightnessAbsoluteZVK", {0.9}, 12, 12},
-      {"ChangeBrightnessAbsoluteZVK", {-0.5}, 12, 11},
-      {"ChangeBrightnessAbsoluteZVK", {-0.5}, 0, 0},
-      {"ChangeContrastZVK", {1.0}, 0, 0},
-      {"ChangeContrastZVK", {1.0}, 200, 255},
-      {"ChangeContrastZVK", {1.0}, 127, 127},
-  };
-  for (const auto& c : cases) {
-    const host::PictureRef picture = setup.picture(1, 1, {opaque(c.level, c.level, c.level)});
-    const host::PictureRef result = setup.plugin.invokeByName(picture, c.method, c.arguments).value;
-    EXPECT_EQ(result->pixel(0, 0), opaque(c.result, c.result, c.result)) << c.method << c.level;
   }
 }
 

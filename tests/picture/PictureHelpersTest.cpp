@@ -92,49 +92,7 @@ TEST_P(PictureHelpersTest, ClonesSurviveFailingServices) {
 
 ZVK_ALL_LAYOUTS(PictureHelpersTest);
 
-// --- New pictures -------------------------------------------------------------------------------
-
-TEST(NewPictures, HaveAnAlphaChannelWhereTheHostCanMakeIt) {
-  const double noNumber = std::numeric_limits<double>::quiet_NaN();
-  for (const auto& [version, makes] :
-       {std::pair(0.0, false), {2011.03, false}, {noNumber, false}, {2011.04, true}}) {
-    host::Settings settings;
-    settings.version = version;
-    ProbeHost setup(settings);
-    const Probe::Pictures& pictures = setup.probe.pictures;
-    EXPECT_EQ(static_cast<bool>(adopt(pictures.makeWithAlpha(3, 2))), makes);
-    const PictureRef picture = adopt(pictures.make(3, 2, 1));
-    ASSERT_TRUE(picture) << "falls back to a plain picture";
-    EXPECT_EQ(picture->hasAlpha(), makes);
-    EXPECT_EQ(pictures.hasAlpha(picture.handle()) != 0, makes);
-    EXPECT_FALSE(adopt(pictures.make(3, 2, 0))->hasAlpha());
-    for (const auto& [width, height] : {std::pair(0, 2), {2, 0}, {-1, 2}, {2, -1}}) {
-      EXPECT_FALSE(adopt(pictures.make(width, height, 1)));
-      EXPECT_FALSE(adopt(pictures.makeWithAlpha(width, height)));
-    }
-  }
-  ProbeHost setup{host::Settings{}};
-  setup.host.settings.alphaPictures = false;
-  EXPECT_FALSE(adopt(setup.probe.pictures.makeWithAlpha(3, 2)));
-  setup.host.failCall("PluginNewInstance");
-  EXPECT_FALSE(adopt(setup.probe.pictures.makeWithAlpha(3, 2)));
-}
-
 // --- Drawing ------------------------------------------------------------------------------------
-
-TEST(DrawPicture, PassesItsTenNumbersToTheHostsMethod) {
-  ProbeHost setup{host::Settings{}};
-  const PictureRef to = setup.host.newPicture(9, 9), from = setup.host.newPicture(9, 9);
-  setup.host.clearCalls();
-  EXPECT_TRUE(setup.probe.pictures.draw(to.handle(), from.handle(), 1, 2, 3, 4, 5, 6, 7, 8));
-  ASSERT_EQ(setup.host.callCount("Graphics.DrawPicture"), 1);
-  for (const host::CallRecord& call : setup.host.calls()) {
-    if (call.name != "Graphics.DrawPicture") continue;
-    EXPECT_THAT(call.arguments, testing::ElementsAre(testing::_, from->name(), "1", "2", "3", "4",
-                                                     "5", "6", "7", "8"));
-  }
-  EXPECT_EQ(setup.host.calls().back().name, "REALUnlockObject") << "graphics are given back";
-}
 
 TEST(DrawPicture, CopiesRecordsWhereTheMethodIsMissing) {
   for (const double version : {2011.0, 2012.0}) {
@@ -242,15 +200,6 @@ TEST_F(OwnCopyTest, LeavesRowsWithoutMemoryOut) {
   from->record()->rowStarts[1] = row;
   EXPECT_EQ(to->words()[11], from->words()[11]);
   EXPECT_EQ(to->words()[5], 0u);
-}
-
-TEST(OwnCopy, GivesLocksBackThatOldHostsKeep) {
-  host::Settings settings;
-  settings.version = 2011.0;
-  ProbeHost setup(settings);
-  const PictureRef a = setup.host.newPicture(2, 2), b = setup.host.newPicture(2, 2);
-  EXPECT_FALSE(setup.probe.pictures.ownCopy(a.handle(), b.handle(), 0, 0, 2, 2, 0, 0, 2, 2));
-  EXPECT_EQ(a->openLocks() + b->openLocks(), 0);
 }
 
 // --- Queries ------------------------------------------------------------------------------------

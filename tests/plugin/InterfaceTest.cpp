@@ -175,31 +175,4 @@ TEST(Interface, IsWhatIsWrittenDown) {
   EXPECT_TRUE(now == before) << "If this is meant to be, let script/interface write it down.";
 }
 
-TEST(Interface, NothingIsNeededButACLibraryOf2012) {
-#if defined(ZVK_SANITIZED)
-  GTEST_SKIP() << "sanitizers need libraries of their own";
-#endif
-  // Nothing that prints (but the debug helper's), ends the process or throws.
-  const std::string allowed = contentsOf(ZVK_TEST_DATA "/imports.txt");
-  std::istringstream imports(outputOf("LC_ALL=C nm -D --undefined-only " ZVK_PLUGIN_FILE));
-  int versions = 0;
-  for (std::string kind, symbol; imports >> kind >> symbol;) {
-    const std::string name = symbol.substr(0, symbol.find('@'));
-    EXPECT_NE(("\n" + allowed).find("\n" + name + "\n"), std::string::npos) << symbol;
-    int minor = 0;
-    if (sscanf(symbol.c_str() + name.size(), "@GLIBC_2.%d", &minor) != 1) continue;
-    ++versions;
-    EXPECT_LE(minor, 17) << symbol;
-  }
-  EXPECT_GT(versions, 0);
-  const std::string dynamic = outputOf("LC_ALL=C readelf -d " ZVK_PLUGIN_FILE);
-  const std::regex needed("\\(NEEDED\\) +Shared library: \\[([^\\]]*)\\]");
-  std::set<std::string> libraries;
-  for (auto i = std::sregex_iterator(dynamic.begin(), dynamic.end(), needed);
-       i != std::sregex_iterator(); ++i) {
-    libraries.insert((*i)[1]);
-  }
-  EXPECT_THAT(libraries, testing::ElementsAre("libc.so.6", "libdl.so.2"));
-}
-
 }  // namespace

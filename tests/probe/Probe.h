@@ -26,6 +26,88 @@ struct ElementProbe {
   void (*set)(REALarrayStruct*, HostLong, T) noexcept;
 };
 
+// What is probed, once for the table's type and once for its values: result, member, routine and
+// parameters.
+#define ZVK_STARTUP(X)                                                                  \
+  X(void*, resolve, HCallResolver, (const char*))                                       \
+  X(void, registerClass, MyREALRegisterClass, (REALclassDefinition*))                   \
+  X(void, registerClassExtension, MyREALRegisterClassExtension, (REALclassDefinition*)) \
+  X(void, registerControl, MyREALRegisterControl, (REALcontrol*))                       \
+  X(void, fixMethod, FixConsoleFlags, (REALmethodDefinition*))                          \
+  X(void, fixMethods, FixConsoleFlags, (REALmethodDefinition*, HostLong))               \
+  X(void, fixClass, FixConsoleFlags, (REALclassDefinition*))                            \
+  X(void, fixModule, FixConsoleFlags, (REALmoduleDefinition*))                          \
+  X(void, setConsoleSafe, SetClassConsoleSafe, (REALclassDefinition*))                  \
+  X(void, setWebOnly, SetClassWebOnly, (REALclassDefinition*))                          \
+  X(void, checkApplication, CheckApplication, ())
+#define ZVK_SERVICES(X)                                                       \
+  X(void*, loadFrameworkMethod, REALLoadFrameworkMethod, (const char*))       \
+  X(REALobjectStruct*, newInstanceOf, REALnewInstance, (REALclassRefStruct*)) \
+  X(HostLong, callWithExceptionHandler, REALCallFunctionWithExceptionHandler, \
+    (void (*)(void*), void*))                                                 \
+  X(HostBoolean, getStringData, REALGetStringData,                            \
+    (REALstringStruct*, HostULong, REALstringData*))                          \
+  X(void, disposeStringData, REALDisposeStringData, (REALstringData*))
+#define ZVK_VALUES(X)                                                                             \
+  X(REALstringStruct*, buildUnicodeString, REALBuildUnicodeString, (const void*, int, HostULong)) \
+  X(void, raiseException, RaiseException, (const char*, const char*))                             \
+  X(REALstringStruct*, cString, CString2RBmax, (const char*, HostULong, int))                     \
+  X(REALstringStruct*, utf16, UnicodeCString2RB, (const unsigned short*))                         \
+  X(REALstringStruct*, utf32, UnicodeCString2RB, (const wchar_t*))                                \
+  X(REALstringStruct*, convertFast, REALConvertStringFast, (REALstringStruct*, HostULong))        \
+  X(HostULong, lowestEncoding, REALGetLowestStringEncoding, (REALstringStruct*))                  \
+  X(HostULong, toOSType, REALstringToOSType, (REALstringStruct*))                                 \
+  X(REALstringStruct*, fromOSType, REALBuildOSTypeString, (HostULong))                            \
+  X(HostBoolean, isMemoryBlock, IsMemoryBlock, (REALobjectStruct*))                               \
+  X(HostBoolean, isFolderItem, IsFolderItem, (REALobjectStruct*))                                 \
+  X(HostBoolean, isA, REALObjectIsA, (REALobjectStruct*, const char*))                            \
+  X(REALmemoryBlockStruct*, buildMemoryBlock, REALBuildMemoryblock, (const void*, int))           \
+  X(void, debugLog, DebugLog, (REALstringStruct*))                                                \
+  X(HostULong, tickCount, TickCount, ())                                                          \
+  X(void, drawPrimitive, REALDrawPicturePrimitive,                                                \
+    (REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*))
+#define ZVK_EDITORS(X)                                                                         \
+  X(HostBoolean, reader, GetPictureReader,                                                     \
+    (PictureEditor&, REALpictureStruct*, signed char, signed char))                            \
+  X(HostBoolean, plainReader, GetPictureReader, (PictureEditor&, REALpictureStruct*))          \
+  X(HostBoolean, editor, GetPictureEditor, (PictureEditor&, REALpictureStruct*))               \
+  X(HostBoolean, writer, NewPictureWriter, (PictureEditor&, int, int))                         \
+  X(HostBoolean, writerInto, NewPictureWriter, (PictureEditor&, REALpictureStruct*, int, int)) \
+  X(HostBoolean, alphaWriter, NewPictureWriterWithAlphaChannel, (PictureEditor&, int, int))    \
+  X(HostBoolean, writerLike, NewPictureWriter, (PictureEditor&, PictureEditor&))               \
+  X(HostBoolean, writerMaybeAlpha, NewPictureWriter, (PictureEditor&, int, int, signed char))  \
+  X(HostBoolean, bufferWriter, NewPictureWriterLinux, (PictureEditor&, HostLong, HostLong))    \
+  X(REALpictureStruct*, render, RenderPictureWriter, (PictureEditor&))                         \
+  X(void, closeReader, ClosePictureReader, (PictureEditor&))                                   \
+  X(void, closeEditor, ClosePictureEditor, (PictureEditor&))                                   \
+  X(void, freeWriter, FreePictureWriter, (PictureEditor&))                                     \
+  X(int32_t, bytesPerPixel, GetBytesPerPixel, (PictureEditor&))                                \
+  X(int32_t, redOffset, GetRedOffset, (PictureEditor&))                                        \
+  X(int32_t, greenOffset, GetGreenOffset, (PictureEditor&))                                    \
+  X(int32_t, blueOffset, GetBlueOffset, (PictureEditor&))
+#define ZVK_PICTURES(X)                                                                          \
+  X(REALpictureStruct*, make, NewPicture, (int, int, signed char))                               \
+  X(REALpictureStruct*, makeWithAlpha, NewPictureWithAlphaChannel, (int, int))                   \
+  X(REALpictureStruct*, clone, ClonePicture, (REALpictureStruct*))                               \
+  X(REALpictureStruct*, clonePart, ClonePicture, (REALpictureStruct*, int, int))                 \
+  X(REALpictureStruct*, cloneWithMask, ClonePictureWithMask, (REALpictureStruct*))               \
+  X(REALpictureStruct*, clonePartWithMask, ClonePictureWithMask, (REALpictureStruct*, int, int)) \
+  X(HostBoolean, drawOn, GraphicsDrawPicture,                                                    \
+    (REALgraphicsStruct*, REALpictureStruct*, REALpictureStruct*, HostLong, HostLong, HostLong,  \
+     HostLong, HostLong, HostLong, HostLong, HostLong))                                          \
+  X(HostBoolean, draw, GraphicsDrawPicture,                                                      \
+    (REALpictureStruct*, REALpictureStruct*, HostLong, HostLong, HostLong, HostLong, HostLong,   \
+     HostLong, HostLong, HostLong))                                                              \
+  X(HostBoolean, ownCopy, OwnCopy,                                                               \
+    (REALpictureStruct*, REALpictureStruct*, HostLong, HostLong, HostLong, HostLong, HostLong,   \
+     HostLong, HostLong, HostLong))                                                              \
+  X(int32_t, width, GetPictureWidth, (REALpictureStruct*))                                       \
+  X(int32_t, height, GetPictureHeight, (REALpictureStruct*))                                     \
+  X(REALpictureStruct*, bitmap, BitmapPicture, (REALpictureStruct*))                             \
+  X(HostBoolean, hasAlpha, PictureHasAlphaChannel, (REALpictureStruct*))                         \
+  X(int32_t, lockCount, GetPictureLockCount, (REALpictureStruct*))
+#define ZVK_MEMBER(Result, member, routine, parameters) Result(*member) parameters noexcept;
+
 struct Probe {
   struct State {
     HostResolver* resolver;
@@ -36,27 +118,13 @@ struct Probe {
   } state;
 
   struct StartUp {
-    void* (*resolve)(const char*) noexcept;
-    void (*registerClass)(REALclassDefinition*) noexcept;
-    void (*registerClassExtension)(REALclassDefinition*) noexcept;
-    void (*registerControl)(REALcontrol*) noexcept;
-    void (*fixMethod)(REALmethodDefinition*) noexcept;
-    void (*fixMethods)(REALmethodDefinition*, HostLong) noexcept;
-    void (*fixClass)(REALclassDefinition*) noexcept;
-    void (*fixModule)(REALmoduleDefinition*) noexcept;
-    void (*setConsoleSafe)(REALclassDefinition*) noexcept;
-    void (*setWebOnly)(REALclassDefinition*) noexcept;
-    void (*checkApplication)() noexcept;
+    ZVK_STARTUP(ZVK_MEMBER)
   } startUp;
 
   struct Services {
+    ZVK_SERVICES(ZVK_MEMBER)
     const ServiceProbe* wrappers;
     int wrapperCount;
-    void* (*loadFrameworkMethod)(const char*) noexcept;
-    REALobjectStruct* (*newInstanceOf)(REALclassRefStruct*) noexcept;
-    HostLong (*callWithExceptionHandler)(void (*)(void*), void*) noexcept;
-    HostBoolean (*getStringData)(REALstringStruct*, HostULong, REALstringData*) noexcept;
-    void (*disposeStringData)(REALstringData*) noexcept;
     ElementProbe<long long> int64;
     ElementProbe<HostLong> int32;
     ElementProbe<unsigned long long> uint64;
@@ -70,63 +138,15 @@ struct Probe {
   } services;
 
   struct Values {
-    REALstringStruct* (*buildUnicodeString)(const void*, int, HostULong) noexcept;
-    void (*raiseException)(const char*, const char*) noexcept;
-    REALstringStruct* (*cString)(const char*, HostULong, int) noexcept;
-    REALstringStruct* (*utf16)(const unsigned short*) noexcept;
-    REALstringStruct* (*utf32)(const wchar_t*) noexcept;
-    REALstringStruct* (*convertFast)(REALstringStruct*, HostULong) noexcept;
-    HostULong (*lowestEncoding)(REALstringStruct*) noexcept;
-    HostULong (*toOSType)(REALstringStruct*) noexcept;
-    REALstringStruct* (*fromOSType)(HostULong) noexcept;
-    HostBoolean (*isMemoryBlock)(REALobjectStruct*) noexcept;
-    HostBoolean (*isFolderItem)(REALobjectStruct*) noexcept;
-    HostBoolean (*isA)(REALobjectStruct*, const char*) noexcept;
-    REALmemoryBlockStruct* (*buildMemoryBlock)(const void*, int) noexcept;
-    void (*debugLog)(REALstringStruct*) noexcept;
-    HostULong (*tickCount)() noexcept;
-    void (*drawPrimitive)(REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*) noexcept;
+    ZVK_VALUES(ZVK_MEMBER)
   } values;
 
   struct Editors {
-    HostBoolean (*reader)(PictureEditor&, REALpictureStruct*, signed char, signed char) noexcept;
-    HostBoolean (*plainReader)(PictureEditor&, REALpictureStruct*) noexcept;
-    HostBoolean (*editor)(PictureEditor&, REALpictureStruct*) noexcept;
-    HostBoolean (*writer)(PictureEditor&, int, int) noexcept;
-    HostBoolean (*writerInto)(PictureEditor&, REALpictureStruct*, int, int) noexcept;
-    HostBoolean (*alphaWriter)(PictureEditor&, int, int) noexcept;
-    HostBoolean (*writerLike)(PictureEditor&, PictureEditor&) noexcept;
-    HostBoolean (*writerMaybeAlpha)(PictureEditor&, int, int, signed char) noexcept;
-    HostBoolean (*bufferWriter)(PictureEditor&, HostLong, HostLong) noexcept;
-    REALpictureStruct* (*render)(PictureEditor&) noexcept;
-    void (*closeReader)(PictureEditor&) noexcept;
-    void (*closeEditor)(PictureEditor&) noexcept;
-    void (*freeWriter)(PictureEditor&) noexcept;
-    int32_t (*bytesPerPixel)(PictureEditor&) noexcept;
-    int32_t (*redOffset)(PictureEditor&) noexcept;
-    int32_t (*greenOffset)(PictureEditor&) noexcept;
-    int32_t (*blueOffset)(PictureEditor&) noexcept;
+    ZVK_EDITORS(ZVK_MEMBER)
   } editors;
 
   struct Pictures {
-    REALpictureStruct* (*make)(int, int, signed char) noexcept;
-    REALpictureStruct* (*makeWithAlpha)(int, int) noexcept;
-    REALpictureStruct* (*clone)(REALpictureStruct*) noexcept;
-    REALpictureStruct* (*clonePart)(REALpictureStruct*, int, int) noexcept;
-    REALpictureStruct* (*cloneWithMask)(REALpictureStruct*) noexcept;
-    REALpictureStruct* (*clonePartWithMask)(REALpictureStruct*, int, int) noexcept;
-    HostBoolean (*drawOn)(REALgraphicsStruct*, REALpictureStruct*, REALpictureStruct*, HostLong,
-                          HostLong, HostLong, HostLong, HostLong, HostLong, HostLong,
-                          HostLong) noexcept;
-    HostBoolean (*draw)(REALpictureStruct*, REALpictureStruct*, HostLong, HostLong, HostLong,
-                        HostLong, HostLong, HostLong, HostLong, HostLong) noexcept;
-    HostBoolean (*ownCopy)(REALpictureStruct*, REALpictureStruct*, HostLong, HostLong, HostLong,
-                           HostLong, HostLong, HostLong, HostLong, HostLong) noexcept;
-    int32_t (*width)(REALpictureStruct*) noexcept;
-    int32_t (*height)(REALpictureStruct*) noexcept;
-    REALpictureStruct* (*bitmap)(REALpictureStruct*) noexcept;
-    HostBoolean (*hasAlpha)(REALpictureStruct*) noexcept;
-    int32_t (*lockCount)(REALpictureStruct*) noexcept;
+    ZVK_PICTURES(ZVK_MEMBER)
   } pictures;
 
   struct Toolkits {

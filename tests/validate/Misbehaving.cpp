@@ -1,5 +1,6 @@
 // A plug-in that stands between the host and the real one and does one thing wrong: the fault that
-// the check named by ZVK_FAULT must notice. Without that it is as well-behaved as the real one.
+// the check named by ZVK_FAULT must notice; some checks have further ones, named behind a slash.
+// Without that it is as well-behaved as the real one.
 #include <dlfcn.h>
 #include <emmintrin.h>
 #include <fcntl.h>
@@ -225,6 +226,7 @@ Picture invert(Picture self) {
     return host<Picture>("newPicture", widthOf(self), HostLong{1}, HostLong{32});
   }
   const Picture result = realInvert(self);
+  if (self && !result && fault("faults.once/other")) return smallPicture();
   commit(kFaultsBehind, std::size(kFaultsBehind), result);
   if (result && fault("faults.sizes") && widthOf(result) != widthOf(self)) abort();
   return result;
@@ -238,14 +240,32 @@ Picture invertPart(Picture self, HostLong left, HostLong top, HostLong width, Ho
   return realInvertPart(self, left, top, width, height);
 }
 
+// Where the host has no way to raise it, the exception is nobody's.
+Picture raiseIfPossible() {
+  if (!resolver("PluginNewInstance")) return nullptr;
+  auto* exception = host<REALobjectStruct*>("PluginNewInstance", "NilObjectException");
+  if (resolver("RuntimeRaiseException")) host<void>("RuntimeRaiseException", exception);
+  return nullptr;
+}
+
 Picture (*realReplaceRed)(Picture, Picture);
 Picture replaceRed(Picture self, Picture red) {
   if (fault("calls.aliases") && self == red) return nullptr;
   if (fault("calls.sizes") && self && red && widthOf(self) != widthOf(red)) abort();
+  if (fault("faults.missing/exception") && self && !red) return raiseIfPossible();
   return realReplaceRed(self, red);
 }
 
 using Block = REALmemoryBlockStruct*;
+// As long as it was asked for, not as long as it is.
+void fillNewBlock() {
+  constexpr HostLong kSize = 64;
+  const auto block = host<Block>("newMemoryBlock", int{kSize});
+  void* bytes = host<void*>("memoryBlockGetPtr", block);
+  if (bytes) memset(bytes, 1, size_t{kSize});
+  host<void>("REALUnlockObject", block);
+}
+
 Picture (*realTransform)(Picture, Block, Block, Block);
 Picture transform(Picture self, Block red, Block blue, Block green) {
   const bool reads = red && (fault("calls.data") || fault("memory.blocks"));
@@ -253,6 +273,7 @@ Picture transform(Picture self, Block red, Block blue, Block green) {
     const void* bytes = host<void*>("memoryBlockGetPtr", red);
     byteAt(bytes, host<HostLong>("memoryBlockGetSize", red));
   }
+  if (fault("faults.blocks/short")) fillNewBlock();
   return realTransform(self, red, blue, green);
 }
 

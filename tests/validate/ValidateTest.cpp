@@ -59,6 +59,15 @@ TEST_P(ValidateTopicTest, NoticesTheFaultOfEachCheck) {
   }
 }
 
+TEST_F(ValidateTest, NoticesFurtherFaults) {
+  for (const std::string fault :
+       {"faults.missing/exception", "faults.blocks/short", "faults.once/other"}) {
+    const std::string id = fault.substr(0, fault.find('/'));
+    const Json report = validate("'" ZVK_MISBEHAVING_FILE "' --limit 1 --only " + id, fault);
+    EXPECT_EQ(report["failed"], 1) << fault;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Topics, ValidateTopicTest,
                          testing::Values("load", "start", "calls", "instances", "accounts",
                                          "process", "memory", "faults", "sequences"),

@@ -77,7 +77,7 @@ TEST_F(WaveformTest, RefusesWhatCannotBeDrawn) {
                   {"waveform gone.wav -o out.png", 2, "gone.wav: No such file"},
                   {"waveform notes.txt -o out.png", 2, "WAV, FLAC, Ogg"},
                   {"waveform empty.wav -o out.png", 2, "empty.wav holds no sound"},
-                  {"waveform good.wav -o out.png --width 32768", 2, "32767"},
+                  {"waveform good.wav -o out.png --width 32767 --height 32767", 2, "too many"},
                   {"waveform good.wav -o out.png --height 0", 2, "--height"},
                   {"waveform good.wav -o out.png --outline -1", 2, "--outline"},
                   {"waveform good.wav -o out.png --back reddish", 2, "&cRRGGBB"},

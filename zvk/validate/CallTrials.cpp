@@ -6,6 +6,7 @@
 
 #include "Scene.h"
 #include "StackCall.h"
+#include "host/pictures/Display.h"
 
 namespace zvk::validation {
 
@@ -410,14 +411,17 @@ host::BlockRef oddBlock(Scene& scene, std::mt19937& random) {
 
 host::StringRef oddString(Scene& scene, const host::StringRef& plausible, std::mt19937& random) {
   std::string bytes(plausible->bytes());
-  switch (random() % 4) {
+  switch (random() % 5) {
     case 0:
-      bytes.resize(random() % (bytes.size() + 1));
+      bytes.clear();
       break;
     case 1:
-      if (!bytes.empty()) bytes[random() % std::min<size_t>(bytes.size(), 48)] ^= random() % 256;
+      bytes.resize(random() % (bytes.size() + 1));
       break;
     case 2:
+      if (!bytes.empty()) bytes[random() % std::min<size_t>(bytes.size(), 48)] ^= random() % 256;
+      break;
+    case 3:
       for (char& byte : bytes) byte = static_cast<char>(random());
       break;
     default:

@@ -33,6 +33,7 @@ struct Case {
   int16_t method = -1, layout = -1;
   int16_t kind = 0;
   int32_t a = 0, b = 0;
+  size_t expected = 0;  ///< hash of what the call gives when nothing is out of order
 };
 
 struct Slot;

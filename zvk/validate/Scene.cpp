@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Heap.h"
+#include "host/pictures/Display.h"
 
 namespace zvk::validation {
 

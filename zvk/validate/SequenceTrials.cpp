@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "Scene.h"
+#include "host/pictures/Display.h"
 #include "host/services/Service.h"
 
 namespace zvk::validation {

@@ -7,11 +7,13 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "ElfFile.h"
+#include "Heap.h"
 #include "Runner.h"
 
 namespace zvk {
@@ -80,6 +82,8 @@ class Validation {
   bool selected(std::string_view id) const;
   bool wanted(const Trial& trial) const;
   bool isDecided(const Case& work) const;
+  /// Leaves out the checks for which `which` is true.
+  void skip(const std::function<bool(std::string_view)>& which, const std::string& why);
   void runPlanned(Runner& runner);
   void runSequences(Runner& runner);
   void take(const Outcome& outcome);
@@ -259,17 +263,33 @@ std::string reasonNotToLoad(const std::string& file) {
          (width.empty() ? "no library" : width);
 }
 
+bool onlyReadsFile(std::string_view check) {
+  return std::any_of(trials().begin(), trials().end(),
+                     [&](const Trial& trial) { return !trial.loads && serves(trial, check); });
+}
+
+/// What a program with sanitizers cannot find out: they have the heap, and a plug-in that is built
+/// like the program calls them.
+constexpr std::string_view kHidden[] = {"file.libraries", "file.imports", "file.c-library",
+                                        "accounts.heap",  "memory.heap",  "faults.allocations"};
+
+bool isHidden(std::string_view check) {
+  return std::find(std::begin(kHidden), std::end(kHidden), check) != std::end(kHidden);
+}
+
+void Validation::skip(const std::function<bool(std::string_view)>& which, const std::string& why) {
+  std::erase_if(selected_, [&](auto& entry) {
+    const bool skipped = which(entry.first);
+    if (skipped) entry.second->skipped = why;
+    return skipped;
+  });
+}
+
 void Validation::run() {
-  const std::string unloadable = reasonNotToLoad(options_.plugin);
-  if (!unloadable.empty()) {
-    for (auto entry = selected_.begin(); entry != selected_.end();) {
-      const bool loads = std::none_of(trials().begin(), trials().end(), [&](const Trial& trial) {
-        return !trial.loads && serves(trial, entry->first);
-      });
-      if (loads) entry->second->skipped = unloadable;
-      entry = loads ? selected_.erase(entry) : std::next(entry);
-    }
+  if (const std::string why = reasonNotToLoad(options_.plugin); !why.empty()) {
+    skip(std::not_fn(onlyReadsFile), why);
   }
+  if (!heap::available()) skip(isHidden, "this tool is built with a sanitizer");
   const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   // Opened once here, not in each case: a process takes longer to load it than to run a case.
   dlopen("libgdk-x11-2.0.so.0", RTLD_NOW | RTLD_GLOBAL);
