@@ -61,6 +61,12 @@ bool readsAsCall(const std::string& word) {
   }
 }
 
+/// Whether a word that is no call was rather meant to be a file.
+bool isPath(const std::string& word) {
+  return word.find_first_of("./") != std::string::npos &&
+         word.find_first_of("(=") == std::string::npos;
+}
+
 struct Job {
   std::string input, output;
 };
@@ -77,6 +83,9 @@ struct Words {
       many = true;
       addInput(calls.front());
       calls.erase(calls.begin());
+    }
+    if (!calls.empty() && !readsAsCall(calls.front()) && isPath(calls.front())) {
+      throw InputError(calls.front() + ": no file is called so, and it is no call");
     }
     if (calls.empty()) throw InputError("CALL is required; zvk help run shows what is possible");
   }
@@ -457,8 +466,9 @@ int runMany(const CommonOptions& common, const BatchOptions& options) {
     const size_t before = jobs.size();
     std::erase_if(jobs, [](const Job& job) { return !job.output.empty() && exists(job.output); });
     if (before != jobs.size() && !speech.quiet) {
-      fprintf(stderr, "zvk: %zu of %zu are there already\n", before - jobs.size(), before);
+      fprintf(stderr, "zvk: there already: %zu of %zu\n", before - jobs.size(), before);
     }
+    if (jobs.empty()) return kDone;
   }
   const size_t processes = options.jobs > 0 ? static_cast<size_t>(options.jobs)
                                             : std::max(1U, std::thread::hardware_concurrency());

@@ -378,6 +378,7 @@ CommandLine::CommandLine(const char* program)
                   "  zvk list\n"
                   "  zvk help run",
                   kFormats, kStatuses}));
+  app_.set_help_flag("-h,--help", "shows this help");
   app_.require_subcommand(0, 1);  // so that files may be called like commands
   app_.add_flag("--version", showsVersion_,
                 "shows the versions of the tool, the plug-in and its interface");

@@ -234,7 +234,10 @@ std::string zshScript(const CLI::App& app, const PluginText& plugin) {
   }
   script += "    *) compadd -M $anyCase -- " + joined(shortNames(plugin.methods)) +
             " || compadd -M $anyCase -- " + joined(plugin.methods) +
-            "; _files ;;\n"
+            "\n"
+            "      if [[ $command = help ]]; then compadd -- " +
+            joined(commandNames(app)) +
+            "; else _files; fi ;;\n"
             "  esac\n"
             "}\n"
             "_zvk() {\n"
@@ -293,8 +296,11 @@ std::string fishScript(const CLI::App& app, const PluginText& plugin) {
       if (!option.values.empty()) script += " -a " + shellWord(joined(option.values));
       script += " -d " + shellWord(option.what) + "\n";
     }
-    if (name == "run" || name == "help") {
-      script += within + " -a " + shellWord(joined(shortNames(plugin.methods))) + "\n";
+    const std::string methods = shellWord(joined(shortNames(plugin.methods)));
+    if (name == "run") script += within + " -a " + methods + "\n";
+    if (name == "help") {
+      script += within + " -f -a " + methods + "\n" + within + " -f -a " +
+                shellWord(joined(commandNames(app))) + "\n";
     }
     if (name == "completion") script += within + " -f -a 'bash zsh fish man'\n";
   }
@@ -337,6 +343,13 @@ std::string manText(const std::string& text) {
   return result + (fixed ? ".fi\n.RE\n" : "");
 }
 
+/// "IN", "CALL..." or "[PATTERN]".
+std::string synopsis(const CLI::Option& positional) {
+  const std::string name =
+      positional.get_name(true) + (positional.get_expected_max() > 1 ? "..." : "");
+  return positional.get_required() ? name : "[" + name + "]";
+}
+
 std::string manOptions(const CLI::App& app) {
   std::string text;
   for (const OptionText& option : optionsOf(app)) {
@@ -365,7 +378,7 @@ std::string manualPage(CLI::App& app) {
   for (const CLI::App* sub : app.get_subcommands({})) {
     page += ".B zvk " + sub->get_name() + "\n[OPTIONS]";
     for (const CLI::Option* option : sub->get_options()) {
-      if (option->get_positional()) page += " " + option->get_name(true);
+      if (option->get_positional()) page += " " + synopsis(*option);
     }
     page += "\n.br\n";
   }

@@ -48,8 +48,8 @@ class CubeReader {
       rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     if (shaper().size == 0 && grid().size == 0) fail("LUT_3D_SIZE or LUT_1D_SIZE, and rows");
-    if (!complete(shaper(), 1)) fail(rowsWanted(shaper(), 1));
-    if (!complete(grid(), 3)) fail(rowsWanted(grid(), 3));
+    requireComplete(shaper(), 1);
+    requireComplete(grid(), 3);
     return std::move(cube_);
   }
 
@@ -72,8 +72,12 @@ class CubeReader {
   }
   static std::string rowsWanted(const Cube::Table& table, int dimensions) {
     return std::to_string(rows(table, dimensions)) + " rows of three numbers for LUT_" +
-           std::to_string(dimensions) + "D_SIZE " + std::to_string(table.size) + ", not " +
-           std::to_string(table.points.size());
+           std::to_string(dimensions) + "D_SIZE " + std::to_string(table.size);
+  }
+
+  void requireComplete(const Cube::Table& table, int dimensions) const {
+    if (complete(table, dimensions)) return;
+    fail(rowsWanted(table, dimensions) + ", not " + std::to_string(table.points.size()));
   }
 
   void readLine(std::string_view line) {

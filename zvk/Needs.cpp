@@ -53,6 +53,16 @@ std::string smallChannel(const Given& given) {
   return "the channel picture of " + sizeOf(channel) + " must be at least " + sizeOf(given.self);
 }
 
+std::string largeChannel(const Given& given) {
+  const PictureRef channel = pictureAt(given, 0);
+  if (!channel ||
+      (channel->width() <= given.self->width() && channel->height() <= given.self->height())) {
+    return "";
+  }
+  return "the channel picture is " + sizeOf(channel) + ", the picture " + sizeOf(given.self) +
+         "; its top left part is taken";
+}
+
 std::string shortBlock(const Given& given, size_t needed) {
   for (size_t i = 0; i < given.arguments.size(); ++i) {
     const host::BlockRef block = given.arguments[i].block();
@@ -215,9 +225,9 @@ struct Need {
 constexpr Need kNeeds[] = {
     {.method = "CombinePicturesZVK", .failure = differentSizes},
     {.method = "MergePictureZVK", .failure = differentSizes},
-    {.method = "ReplaceRedChannelZVK", .failure = smallChannel},
-    {.method = "ReplaceGreenChannelZVK", .failure = smallChannel},
-    {.method = "ReplaceBlueChannelZVK", .failure = smallChannel},
+    {.method = "ReplaceRedChannelZVK", .failure = smallChannel, .remark = largeChannel},
+    {.method = "ReplaceGreenChannelZVK", .failure = smallChannel, .remark = largeChannel},
+    {.method = "ReplaceBlueChannelZVK", .failure = smallChannel, .remark = largeChannel},
     {.method = "TransformColorsZVK", .failure = shortTable},
     {.method = "CountColorsZVK", .failure = shortHistogram},
     {.method = "BinaryStringtoPictureZVK", .failure = brokenString},

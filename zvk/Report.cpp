@@ -74,6 +74,9 @@ nlohmann::json toJson(const Value& value) {
   if (value.isDouble()) return value.number();
   if (value.isNothing() || value.isNil()) return nullptr;
   if (const auto histogram = histogramOf(value)) return *histogram;
+  if (const host::BlockRef block = value.block()) return {{"bytes", block->bytes().size()}};
+  const host::StringRef string = value.string();
+  if (string && string->encoding() == kEncodingNone) return {{"bytes", string->bytes().size()}};
   return inWords(value);
 }
 

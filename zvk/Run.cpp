@@ -46,11 +46,24 @@ class Runner {
       throw InputError(steps_.back().name +
                        " gives a picture; -o FILE saves it, --preview shows it");
     }
+    requireUseOfOptions();
     if (const auto picture = endsWithPicture(steps_)) requireResult(*picture);
   }
 
  private:
   // --- Input and output ---
+
+  void requireUseOfOptions() const {
+    if (!options_.output.empty()) return;
+    const FileOptions& files = options_.files;
+    const char* useless = !files.format.empty() ? "--format"
+                          : files.quality       ? "--quality"
+                          : files.compression   ? "--compression"
+                                                : nullptr;
+    if (useless != nullptr) {
+      throw InputError(std::string(useless) + ": nothing is saved; -o FILE saves the last picture");
+    }
+  }
 
   void requireResult(bool picture) const {
     if (!options_.output.empty()) requireOutput(options_.output, options_.files, picture);

@@ -28,6 +28,8 @@ struct PictureHeader {
   PictureExtras extras;
 };
 
+inline constexpr double kInchInCentimetres = 2.54;
+
 using RowPointers = std::vector<uint32_t*>;
 
 /// A file whose header was read.
@@ -47,6 +49,8 @@ class Decoder {
   void noteDamage(const std::string& what) {
     if (damage_.empty()) damage_ = what;
   }
+  /// What Exif data tells; what the format itself tells of dots per inch goes before.
+  void takeExif(std::string_view exif);
   void noteLoss(const std::string& what) { losses_.push_back(what); }
   /// Keeps an ICC profile where it is one for RGB pictures.
   void takeProfile(std::string_view profile);

@@ -129,7 +129,7 @@ fs::path followed(fs::path path) {
 }  // namespace
 
 std::string inputName(const std::string& path) {
-  return path == kStandard ? "standard input" : path;
+  return path == kStandard ? "standard input" : path.empty() ? "\"\"" : path;
 }
 
 std::string outputName(const std::string& path) {
@@ -168,6 +168,9 @@ void requireWritable(const std::string& path) {
   if (folder.empty()) folder = ".";
   if (!fs::exists(folder, error)) {
     failToWrite(path, "there is no folder " + folder.string() + "; mkdir -p makes one");
+  }
+  if (!fs::is_directory(folder, error)) {
+    failToWrite(path, folder.string() + " is a file, not a folder");
   }
   if (access(folder.c_str(), W_OK | X_OK) != 0) failToWrite(path, strerror(errno));
 }

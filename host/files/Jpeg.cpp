@@ -58,7 +58,6 @@ static_assert(offsetof(Messages, manager) == 0);
 
 constexpr int kExifMarker = JPEG_APP0 + 1, kProfileMarker = JPEG_APP0 + 2;
 constexpr unsigned kWholeMarker = 0xFFFF;
-constexpr double kInchInCentimetres = 2.54;
 
 class JpegDecoder final : public Decoder {
  public:
@@ -110,9 +109,7 @@ class JpegDecoder final : public Decoder {
   void readExtras() {
     for (auto* marker = jpeg_.marker_list; marker != nullptr; marker = marker->next) {
       if (marker->marker != kExifMarker) continue;
-      const int found =
-          exifOrientation({reinterpret_cast<char*>(marker->data), marker->data_length});
-      if (found != 1) header_.orientation = found;
+      takeExif({reinterpret_cast<char*>(marker->data), marker->data_length});
     }
     JOCTET* profile = nullptr;
     unsigned length = 0;
@@ -123,9 +120,8 @@ class JpegDecoder final : public Decoder {
     if (profile != nullptr || broken) takeProfile({reinterpret_cast<char*>(profile), length});
     free(profile);
     messages_.warning[0] = '\0';
-    const double unit = jpeg_.density_unit == 1   ? 1
-                        : jpeg_.density_unit == 2 ? kInchInCentimetres
-                                                  : 0;
+    if (jpeg_.density_unit == 0) return;
+    const double unit = jpeg_.density_unit == 2 ? kInchInCentimetres : 1;
     header_.extras.dotsPerInchX = unit * jpeg_.X_density;
     header_.extras.dotsPerInchY = unit * jpeg_.Y_density;
   }

@@ -108,6 +108,13 @@ PictureRef newPicture(Host& host, int width, int height, const PictureOptions& l
   return picture;
 }
 
+/// A density that the formats here cannot hold counts as not known.
+void keepSensibleDensity(PictureExtras& extras) {
+  for (const double dots : {extras.dotsPerInchX, extras.dotsPerInchY}) {
+    if (!(dots >= 1 && dots <= UINT16_MAX)) extras.dotsPerInchX = extras.dotsPerInchY = 0;
+  }
+}
+
 /// One file on its way into a picture.
 class Loading {
  public:
@@ -124,6 +131,7 @@ class Loading {
         known && header.orientation == 1 && options_.layout.storage != Storage::kDrawable;
     LoadedPicture loaded = direct ? decodeInPlace() : decodeAside();
     loaded.header = header;
+    keepSensibleDensity(loaded.header.extras);
     loaded.damage = decoder_->damage();
     loaded.losses = decoder_->losses();
     return loaded;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <sstream>
 
 #include "Codec.h"
 #include "Library.h"
@@ -42,14 +43,23 @@ struct PixbufLibrary {
   ZVK_FUNCTION(g_error_free);
   ZVK_FUNCTION(g_file_error_quark);
   ZVK_FUNCTION(g_set_error_literal);
+  ZVK_FUNCTION(g_log_set_handler);
   ZVK_FUNCTION(g_slist_free);
   ZVK_FUNCTION(g_free);
   ZVK_FUNCTION(g_base64_decode);
   ZVK_FUNCTION(g_base64_encode);
 };
 
+/// Whether a loader stumbled over what its file says of itself, which it would print.
+bool stumbled = false;
+
 const PixbufLibrary& pixbuf() {
-  static const PixbufLibrary functions;
+  static const PixbufLibrary functions = [] {
+    PixbufLibrary library;
+    const auto note = [](const gchar*, GLogLevelFlags, const gchar*, gpointer) { stumbled = true; };
+    library.g_log_set_handler("GdkPixbuf", G_LOG_LEVEL_MASK, note, nullptr);
+    return library;
+  }();
   return functions;
 }
 
@@ -72,19 +82,44 @@ std::string upperCase(std::string text) {
   return text;
 }
 
+/// How many icons a file's directory tells of; 0 for other files.
+uint16_t iconsIn(std::string_view bytes) {
+  uint16_t count = 0;
+  if (bytes.starts_with(std::string_view("\0\0\1\0", 4)) && bytes.size() >= 4 + sizeof count) {
+    memcpy(&count, &bytes[4], sizeof count);
+  }
+  return count;
+}
+
 /// Whether an icon's directory tells of more than there is: its loader takes a cut mask for
 /// granted.
 bool isCutIcon(std::string_view bytes) {
   constexpr size_t kHeader = 6, kEntry = 16, kSize = 8;
-  if (!bytes.starts_with(std::string_view("\0\0\1\0", 4)) || bytes.size() < kHeader) return false;
-  uint16_t count = 0;
-  memcpy(&count, &bytes[4], sizeof count);
+  uint16_t count = iconsIn(bytes);
   for (size_t at = kHeader; count > 0 && at + kEntry <= bytes.size(); at += kEntry, --count) {
     uint32_t place[2];  // size and offset
     memcpy(place, &bytes[at + kSize], sizeof place);
     if (uint64_t{place[0]} + place[1] > bytes.size()) return true;
   }
   return count > 0;
+}
+
+/// Whether a PNM file has more than 255 levels: "P6", width, height and levels, comments between.
+bool isDeepPnm(std::string_view bytes) {
+  constexpr size_t kHeader = 1000;
+  constexpr int kLevels = 4;
+  std::istringstream words{std::string(bytes.substr(0, kHeader))};
+  std::string word;
+  for (int place = 0; words >> word;) {
+    if (word.starts_with('#')) {
+      std::getline(words, word);
+    } else if (++place == 1 && word != "P2" && word != "P3" && word != "P5" && word != "P6") {
+      return false;
+    } else if (place == kLevels) {
+      return atoi(word.c_str()) > 255;
+    }
+  }
+  return false;
 }
 
 /// The bytes go to the loader in two steps: until the size is known, which comes before any memory
@@ -95,7 +130,10 @@ class PixbufDecoder final : public Decoder {
       : name_(name),
         loader_(pixbuf().gdk_pixbuf_loader_new()),
         rest_(bytes),
-        cutIcon_(isCutIcon(bytes)) {
+        cutIcon_(isCutIcon(bytes)),
+        icons_(iconsIn(bytes)),
+        deepPnm_(isDeepPnm(bytes)) {
+    stumbled = false;
     connect("size-prepared", reinterpret_cast<GCallback>(&PixbufDecoder::onSize));
     connect("area-updated", reinterpret_cast<GCallback>(&PixbufDecoder::onArea));
     while (header_.width == 0 && !rest_.empty() && error_.empty()) write(kHeaderStep);
@@ -128,21 +166,25 @@ class PixbufDecoder final : public Decoder {
                  (missing == 1 ? " row is missing" : " rows are missing"));
     }
     if (cutIcon_) noteDamage("the file ends too early");
+    if (stumbled) noteDamage("the file contradicts itself");
     copy(pixels, rows);
     readExtras(pixels);
   }
 
  private:
   static constexpr size_t kHeaderStep = 256, kStep = size_t{1} << 16;
+  static constexpr int64_t kMostPixels = int64_t{1} << 28;
 
   void connect(const char* signal, GCallback callback) {
     pixbuf().g_signal_connect_data(loader_.get(), signal, callback, this, nullptr,
                                    GConnectFlags(0));
   }
 
-  static void onSize(GdkPixbufLoader*, gint width, gint height, PixbufDecoder* self) {
+  static void onSize(GdkPixbufLoader* loader, gint width, gint height, PixbufDecoder* self) {
     // Of animations and icons the first picture counts.
     if (self->header_.width != 0) return;
+    // Nobody takes so large a picture; some loaders would take the memory for it first.
+    if (int64_t{width} * height > kMostPixels) pixbuf().gdk_pixbuf_loader_set_size(loader, 0, 0);
     self->header_.width = width;
     self->header_.height = height;
     self->seen_.assign(static_cast<size_t>(std::max(height, 0)), false);
@@ -209,7 +251,12 @@ class PixbufDecoder final : public Decoder {
       noteLoss("only the first frame is taken");
     }
     if (!option("multipage").empty()) noteLoss("only the first page is taken");
-    if (atoi(option("bits-per-sample").c_str()) > 8) noteLoss("16 bits per channel become 8");
+    if (icons_ > 1) {
+      noteLoss("only one of its " + std::to_string(icons_) + " icons is taken");
+    }
+    if (deepPnm_ || atoi(option("bits-per-sample").c_str()) > 8) {
+      noteLoss("16 bits per channel become 8");
+    }
     const std::string profile = option("icc-profile");
     if (profile.empty()) return;
     gsize length = 0;
@@ -223,7 +270,9 @@ class PixbufDecoder final : public Decoder {
   std::string_view rest_;
   std::vector<bool> seen_;  ///< rows of which the loader told
   std::string error_;
-  bool cutIcon_, closed_ = false;
+  bool cutIcon_;
+  int icons_;
+  bool deepPnm_, closed_ = false;
 };
 
 gboolean appendToFile(const gchar* bytes, gsize count, GError** error, gpointer file) {
@@ -263,7 +312,8 @@ std::vector<std::string> pixbufFormats() {
   GSList* formats = pixbuf().gdk_pixbuf_get_formats();
   for (const GSList* entry = formats; entry != nullptr; entry = entry->next) {
     gchar* name = pixbuf().gdk_pixbuf_format_get_name(static_cast<GdkPixbufFormat*>(entry->data));
-    names.push_back(upperCase(name));
+    // X bitmaps are not recognized by their content.
+    if (strcmp(name, "xbm") != 0) names.push_back(upperCase(name));
     pixbuf().g_free(name);
   }
   pixbuf().g_slist_free(formats);

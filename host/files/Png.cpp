@@ -65,6 +65,9 @@ class PngDecoder final : public Decoder {
     header_.height = static_cast<int>(png_get_image_height(png_, info_));
     header_.alpha = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) != 0 ||
                     png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
+    if (bytes.substr(0, bytes.find("IDAT")).find("acTL") != std::string_view::npos) {
+      noteLoss("only the first frame is taken");
+    }
     if (png_get_bit_depth(png_, info_) == 16) noteLoss("16 bits per channel become 8");
     readExtras();
   }
@@ -122,7 +125,7 @@ class PngDecoder final : public Decoder {
       takeProfile("");
     }
     if (png_get_eXIf_1(png_, info_, &length, &data) != 0) {
-      header_.orientation = exifOrientation({reinterpret_cast<char*>(data), length});
+      takeExif({reinterpret_cast<char*>(data), length});
     }
     png_uint_32 x = 0, y = 0;
     int unit = PNG_RESOLUTION_UNKNOWN;

@@ -156,12 +156,16 @@ TEST_F(RunTest, LeavesNothingBehindWhenItIsEnded) {
 
 TEST_F(RunTest, SaysWhatMayNotBeExpected) {
   save("small.png", 7, 5, randomPixels(7, 5, 2));
+  save("wide.png", kWidth + 1, kHeight, randomPixels(kWidth + 1, kHeight, 2));
+  host::writeFile("deep.pnm", "P2 # as from a scanner\n1 1 4095 7\n");
   const std::pair<const char*, const char*> notes[] = {
       {"'Invert(40, 0, 9, 9)' -o out.png", "no pixel of the picture, 40 x 30,"},
       {"'isWhite(0, 0, 9, 0)'", "no pixel"},
       {"'PictureSepia(MinY=30)' -o out.png", "no pixel"},
       {"'EmbeddedMask(no)=@small.png' --alpha -o out.png", "the mask is 7 x 5"},
       {"'RenderSamples(bytes:00000000, 3, 1, 9, 9, 0)' -o out.png", "the block has 2"},
+      {"'FindPicture(@deep.pnm)'", "16 bits"},
+      {"'ReplaceRedChannel(@wide.png)' -o out.png", "its top left part is taken"},
       {"Invert -o out.png --format jpg", "though its name says png"},
       {"Invert -o out.png --quality 90", "--quality is for jpeg"},
   };
@@ -179,6 +183,8 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
   host::writeFile("out.png", "kept");
   host::writeFile("notes.txt", "no picture\n");
   host::writeFile("empty", "");
+  // Its frame has no column, at which a loader stumbles.
+  host::writeFile("flat.gif", std::string("GIF89a\1\0\1\0\0\0\0,\0\0\0\0\0\0\1\0\0\2\2D\1\0;", 28));
   host::writeFile("half.png", picture.substr(0, picture.size() / 2));
   for (const char* whole : {"whole.jpg", "whole.bmp"}) {
     save(whole, kWidth, kHeight, source_);
@@ -201,17 +207,19 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run in.png InvertZVK -o '{nam}.png'", 2, "there is no {nam}"},
       {"run '*.png' InvertZVK -o ./", 2, "an input would be replaced"},
       {"run . InvertZVK -o out.png", 2, "directory"},
+      {"run in.png gone.png Invert -o ./", 2, "gone.png: no file is called so"},
+      {"run in.png Invert -o in.png/out.png", 2, "in.png is a file, not a folder"},
+      {"run in.png isWhite --quality 9", 2, "nothing is saved"},
+      {"run flat.gif Invert -o out.png", 2, "flat.gif: not a whole GIF file"},
       {"run notes.txt InvertZVK -o out.png", 2, "possible are JPEG, PNG"},
       {"run half.png InvertZVK -o out.png", 2, "half.png: damaged: the file ends too early"},
       {"run half.jpg InvertZVK -o out.png", 2, "half.jpg: damaged: Premature end"},
       {"run half.bmp InvertZVK -o out.png", 2, "half.bmp: damaged: the file ends too early"},
       {"run in.png 'PictureSepiaZVK(SepiaRed=x)' -o out.png", 2, "; SepiaRed: −255 no red"},
-      {"help InvertZVK Blurr", 2, "no method Blurr"},
+      {"help InvertZVK Blurr", 2, "nothing has a name like it"},
       {"help run Invert", 2, "Invert is too much"},
       {"list Blurr", 2, "Blurr"},
       {"run in.png Contrast -o out.png", 2, "nearest are ChangeContrastZVK"},
-      {"run in.png sepia -o out.png", 2, "the nearest is PictureSepiaZVK"},
-      {"run in.png Blur -o out.png", 2, "nothing has a name like it"},
       {"run in.png 'InvertZVK(' -o out.png", 2, "InvertZVK("},
       {"run in.png InvertZVK", 2, "-o"},
       {"run in.png IsWhite >/dev/full", 2, "standard output: cannot be written: No space"},
@@ -220,12 +228,8 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run in.png 'PicturetoBinaryString(_)' -o out.png", 2, "bytes, not a picture"},
       {"run in.png PictureLut3D -o out.png", 2, "Table=@FILE"},
       {"run in.png 'PictureSepia(MinY=9, MaxY=3)' -o out.png", 2, "MaxY 3 must be above MinY 9"},
-      {"run in.png 'ChangeContrast(1e999)' -o out.png", 2, "not a finite number"},
       {"run in.png ChangeSaturationZVK -o out.png", 2, "(Amount as integer)"},
       {"run in.png 'ChangeSaturationZVK(1.5)' -o out.png", 2, "; Amount: −255 grey … 0 unchanged"},
-      {"run in.png 'ChangeSaturationZVK(2147483648)' -o out.png", 2, "not an integer"},
-      {"run in.png 'TintPictureZVK(_, &cGG0000, &c0)' -o out.png", 2, "&cRRGGBB"},
-      {"run in.png 'TransformColorsZVK(bytes:0, nil, nil)' -o out.png", 2, "bytes:HEX"},
       {"run in.png 'ReplaceRedChannelZVK(@notes.txt)' -o out.png", 2, "notes.txt"},
       {"run in.png 'ReplaceRedChannelZVK(@small.png)' -o out.png", 1, "must be at least 40 x 30"},
       {"run in.png 'MergePicture(_, @small.png)' -o out.png", 1, "source2 40 x 29"},

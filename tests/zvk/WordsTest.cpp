@@ -60,7 +60,7 @@ TEST(Words, StandForValues) {
       {Type::kInteger, "+", "-"},
       {Type::kDouble, "1.5", "1.5"},
       {Type::kDouble, "1,5", "-"},
-      {Type::kDouble, "", "-"},
+      {Type::kDouble, "1e999", "-"},
       {Type::kBoolean, "OFF", "false"},
       {Type::kBoolean, "no", "false"},
       {Type::kBoolean, "on", "true"},
@@ -75,7 +75,6 @@ TEST(Words, StandForValues) {
       {Type::kMemoryBlock, "bytes:0g", "-"},
       {Type::kMemoryBlock, "Nil", "nil"},
       {Type::kString, "\"a, b\"", "\"a, b\""},
-      {Type::kString, "bytes:00", "-"},
   };
   for (const auto& c : cases) EXPECT_EQ(readAs(c.type, c.text), c.value) << c.text;
 }
@@ -103,10 +102,8 @@ TEST_F(TellingTest, WhatCallsGive) {
             "CountColorZVK: count 1\nisWhiteZVK: white false\n");
   EXPECT_EQ(done("run in.png 'CountColor(&c102030)'"), "count 1\n");
   EXPECT_THAT(done("run in.png CountColors"), HasSubstr("red: sum 4, peak 1 at 16"));
-  save("plain.png", 64, 1, Pixels(64, 0xFF0000C8));
-  const std::string chart = done("run plain.png CountColors");
-  EXPECT_THAT(chart, HasSubstr("blue: sum 64, peak 64 at 200"));
-  EXPECT_THAT(chart, HasSubstr("▲")) << "one tower is cut";
+  EXPECT_THAT(done("run in.png 'PicturetoBinaryString(_)' --json"),
+              HasSubstr("\"result\":{\"bytes\":52}"));
   // What goes to standard output stays alone there.
   const Outcome outcome = run("run in.png 'CountColor(red)' Invert Invert -o -");
   host::writeFile("copy.png", outcome.out);
@@ -124,8 +121,7 @@ TEST_F(TellingTest, WhatBecomesOfManyFiles) {
   EXPECT_THAT(clash.error, HasSubstr("would both become"));
   // A picture where bytes are needed, and the reverse, is known before anything is done.
   expectRefusals(
-      {{"run in.png 'BinaryStringtoPicture(_)' -o out.png", 2, "a picture"},
-       {"run in.png 'PicturetoBinaryString(_)' Invert -o out.png", 2, "not a picture"},
+      {{"run in.png 'PicturetoBinaryString(_)' Invert -o out.png", 2, "not a picture"},
        {"run in.png 'ChangeSaturation(Amount=3)' -o out.png", 2, "in order, not by name"},
        {"run in.png 'PictureSepia(7)' -o out.png", 2, "NAME=VALUE"}});
   EXPECT_EQ(load("in.png"), source_);
