@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -65,34 +64,22 @@ void readTriples(PictureEditor reader, uint8_t* triples) noexcept {
   }
 }
 
-/// Words of a row, past the caches.
-void streamRow(Word* out, const uint8_t* triples, int32_t count, uint32_t top) noexcept {
-  Word block[kBlock];
-  for (int32_t x = 0; x < count; x += kBlock) {
-    const int32_t length = std::min(kBlock, count - x);
-    const uint8_t* const from = triples + ptrdiff_t{x} * 3;
-    if (stallsOn(out + x, block)) {
-      wordsFromTriples(from, out + x, length, top);
-      continue;
-    }
-    wordsFromTriples(from, block, length, top);
-    streamWords(out + x, length, 0, Same{}, Source{block});
-  }
-}
-
 void writeTriples(PictureEditor writer, const uint8_t* triples) noexcept {
   const ptrdiff_t rowLength = ptrdiff_t{writer.width} * 3;
   const uint32_t opaque =
       writer.pixelFormat == kPixelFormatHostBuffer ? kOpaqueHostBuffer : kOpaque;
   const bool streamed = isStreamed(writer, wholeOf(writer));
+  const auto fill = [&](Word* out, int32_t x, int32_t count) {
+    wordsFromTriples(triples + ptrdiff_t{x} * 3, out, count, opaque);
+  };
   for (int32_t y = 0; y < writer.height; ++y, triples += rowLength, NextRow(writer)) {
     if (writer.row == nullptr) continue;
     if (holdsTriples(writer)) {
       memcpy(writer.row, triples, static_cast<size_t>(rowLength));
     } else if (streamed) {
-      streamRow(reinterpret_cast<Word*>(writer.row), triples, writer.width, opaque);
+      streamBlocks(reinterpret_cast<Word*>(writer.row), writer.width, fill);
     } else {
-      wordsFromTriples(triples, reinterpret_cast<Word*>(writer.row), writer.width, opaque);
+      fill(reinterpret_cast<Word*>(writer.row), 0, writer.width);
     }
   }
   if (streamed) finishStreaming();

@@ -102,7 +102,8 @@ ZVK_CLONES void streamLines(Word* out, int32_t count, uint32_t top, F f, Sources
 #pragma GCC unroll 1
     for (int32_t k = 0; k < kLineWords; ++k) line[k] = f(in.words[i + k]...) | top;
     streamLine(out + i, line);
-    (fetchAhead(in.words + i), ...);
+    // Processors look far enough ahead of two and more by themselves, and are disturbed by help.
+    if constexpr (sizeof...(in) == 1) (fetchAhead(in.words + i), ...);
   }
 }
 
@@ -133,36 +134,28 @@ void applyKernel(Word* out, int32_t count, uint32_t top, F f, Sources... in) noe
   }
 }
 
-namespace {
-
-struct Same {
-  uint32_t operator()(uint32_t word) const noexcept { return word; }
-};
-
-}  // namespace
-
-/// Like streamWords, by way of blocks, for kernels that have nothing but a loop of their own.
-/// Without sources, which tell a kernel where it is, at most kBlock words.
-template <typename F, typename... Sources>
-void streamBlocks(Word* out, int32_t count, uint32_t top, F f, Sources... in) noexcept {
-  alignas(kLine) uint32_t block[kBlock];
-  for (int32_t i = 0; i < count; i += kBlock) {
+/// Writes `count` words by way of blocks, whole cache lines past the caches. `fill(to, i, n)`
+/// writes words i to i + n.
+template <typename Fill>
+void streamBlocks(Word* out, int32_t count, Fill fill) noexcept {
+  constexpr int32_t kApart = 2 * kLineWords;
+  alignas(kLine) Word room[kBlock + kApart];
+  // Blocks begin where lines do: a load of what two stores wrote has to wait for both, and they
+  // for the streaming stores before them.
+  int32_t i = std::min(wordsToLine(out), count);
+  fill(out, 0, i);
+  for (; i < count; i += kBlock) {
+    Word* const block = stallsOn(out + i, room) ? room + kApart : room;
     const int32_t length = std::min(kBlock, count - i);
-    f.mapWords(block, length, top, Source{in.words + i}...);
-    streamWords(out + i, length, 0, Same{}, Source{block});
+    fill(block, i, length);
+    streamCopy(out + i, block, length);
   }
 }
 
 template <typename F>
 ZVK_CLONES uint32_t countWords(const Word* words, int32_t count, F f) noexcept {
-  constexpr int32_t kStretch = 8 * kLineWords;
   uint32_t matches = 0;
-  int32_t i = 0;
-  for (; i + kStretch <= count; i += kStretch) {
-    for (int32_t k = 0; k < kStretch; k += kLineWords) fetchAhead(words + i + k);
-    for (int32_t k = 0; k < kStretch; ++k) matches += f(words[i + k]) ? 1U : 0U;
-  }
-  for (; i < count; ++i) matches += f(words[i]) ? 1U : 0U;
+  for (int32_t i = 0; i < count; ++i) matches += f(words[i]) ? 1U : 0U;
   return matches;
 }
 
@@ -183,8 +176,14 @@ void writePixels(PictureEditor& writer, int32_t x, int32_t count, bool streamed,
   if (!streamed || (stallsOn(out, in.words) || ...)) return applyKernel(out, count, top, f, in...);
   if constexpr (requires { f(in.words[0]...); }) {
     streamWords(out, count, top, f, in...);
+  } else if constexpr (sizeof...(in) == 0) {
+    alignas(kLine) Word block[kBlock];  // whole: nothing tells the kernel where it is
+    f.mapWords(block, count, top);
+    streamCopy(out, block, count);
   } else {
-    streamBlocks(out, count, top, f, in...);
+    streamBlocks(out, count, [&](Word* to, int32_t i, int32_t length) {
+      f.mapWords(to, length, top, Source{in.words + i}...);
+    });
   }
 }
 

@@ -2,6 +2,9 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <cstring>
+
 // Newer than the headers that this may be built with.
 #if !defined(MADV_POPULATE_WRITE)
 #define MADV_POPULATE_WRITE 23
@@ -49,6 +52,14 @@ bool prepareStreaming(const StreamedRows& rows) noexcept {
   constexpr int64_t kPadding = 64;
   const bool wholeRows = rows.usedBytes + kPadding > rows.rowBytes;
   return used || (wholeRows && populate(rows.start, bytes));
+}
+
+void streamCopy(uint32_t* out, const uint32_t* words, int32_t count) noexcept {
+  constexpr int32_t kLineWords = kLine / 4;
+  int32_t i = std::min(wordsToLine(out), count);
+  memcpy(out, words, static_cast<size_t>(i) * 4);
+  for (; i + kLineWords <= count; i += kLineWords) streamLine(out + i, words + i);
+  memcpy(out + i, words + i, static_cast<size_t>(count - i) * 4);
 }
 
 }  // namespace pixels

@@ -39,8 +39,11 @@ inline void finishStreaming() noexcept { _mm_sfence(); }
 [[gnu::always_inline]] inline void streamLine(void* out, const void* bytes) noexcept {
   auto* to = static_cast<__m128i*>(out);
   const auto* from = static_cast<const __m128i*>(bytes);
-  for (int i = 0; i < 4; ++i) _mm_stream_si128(to + i, _mm_load_si128(from + i));
+  for (int i = 0; i < 4; ++i) _mm_stream_si128(to + i, _mm_loadu_si128(from + i));
 }
+
+/// Copies words, whole cache lines past the caches.
+void streamCopy(uint32_t* out, const uint32_t* words, int32_t count) noexcept;
 
 /// Fetches what a source holds 4 KiB further on, whatever is there: nothing is read.
 [[gnu::always_inline]] inline void fetchAhead(const void* source) noexcept {
