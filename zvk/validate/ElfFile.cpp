@@ -53,10 +53,16 @@ class Bytes {
   }
   std::string text(uint64_t offset) const {
     if (offset >= bytes_.size()) return "";
-    return {&bytes_[offset], strnlen(&bytes_[offset], bytes_.size() - offset)};
+    return {&bytes_[offset], strnlen(&bytes_[offset], within(offset, kLongestText))};
+  }
+  /// So many bytes from there, or as many as there are.
+  size_t within(uint64_t offset, uint64_t size) const {
+    const uint64_t left = bytes_.size() - std::min<uint64_t>(offset, bytes_.size());
+    return static_cast<size_t>(std::min(size, left));
   }
 
  private:
+  static constexpr uint64_t kLongestText = 4096;
   const std::vector<char>& bytes_;
 };
 
@@ -84,7 +90,10 @@ void ElfFile::read(const std::vector<char>& contents) {
     segments_.push_back({segment.p_type, segment.p_flags});
   }
   const auto sectionAt = [&](uint64_t index) {
-    return bytes.at<typename Elf::Section>(header.e_shoff + sizeof(typename Elf::Section) * index);
+    auto section =
+        bytes.at<typename Elf::Section>(header.e_shoff + sizeof(typename Elf::Section) * index);
+    section.sh_size = bytes.within(section.sh_offset, section.sh_size);
+    return section;
   };
   // Every section that is read below names its strings, or the symbols that name theirs.
   for (int i = 0; i < header.e_shnum; ++i) {
@@ -114,10 +123,11 @@ void ElfFile::read(const std::vector<char>& contents) {
       }
     } else if (section.sh_type == SHT_GNU_verneed) {
       uint64_t at = section.sh_offset;
-      for (;;) {
+      const size_t most = section.sh_size / sizeof(typename Elf::NeedEntry);
+      while (versions_.size() < most) {
         const auto need = bytes.at<typename Elf::Need>(at);
         uint64_t next = at + need.vn_aux;
-        for (int k = 0; k < need.vn_cnt; ++k) {
+        for (int k = 0; k < need.vn_cnt && versions_.size() < most; ++k) {
           const auto entry = bytes.at<typename Elf::NeedEntry>(next);
           versions_.push_back({text(need.vn_file), text(entry.vna_name)});
           next += entry.vna_next;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 
 namespace zvk::validation {
@@ -37,6 +39,23 @@ std::string lastWords(int file) {
   return length > 0 ? std::string(text, static_cast<size_t>(length)) : "";
 }
 
+// Until it is waited for, the number stays its own.
+bool hasEnded(pid_t process) {
+  siginfo_t information{};
+  return waitid(P_PID, static_cast<id_t>(process), &information, WEXITED | WNOHANG | WNOWAIT) ==
+             0 &&
+         information.si_pid == process;
+}
+
+// With whatever it started.
+int endWhole(pid_t process) {
+  kill(-process, SIGKILL);
+  kill(process, SIGKILL);
+  int status = 0;
+  waitpid(process, &status, 0);
+  return status;
+}
+
 }  // namespace
 
 Runner::Runner(const Context& context, int jobs, double caseSeconds)
@@ -49,16 +68,15 @@ Runner::Runner(const Context& context, int jobs, double caseSeconds)
     job.output = memfd_create("output", MFD_CLOEXEC);
     if (job.output < 0) throw std::runtime_error("no file for what cases print");
   }
+  // Whoever ignores it, as this program's parent may, cannot wait for processes.
+  signal(SIGCHLD, SIG_DFL);
   const sigset_t children = childSignal();
   sigprocmask(SIG_BLOCK, &children, nullptr);
 }
 
 Runner::~Runner() {
   for (const Job& job : jobs_) {
-    if (job.process > 0) {
-      kill(job.process, SIGKILL);
-      waitpid(job.process, nullptr, 0);
-    }
+    if (job.process > 0) endWhole(job.process);
     close(job.output);
   }
   munmap(slots_.data(), slots_.size_bytes());
@@ -67,14 +85,23 @@ Runner::~Runner() {
 }
 
 void Runner::work(const Job& job, Slot& slot) const {
+  // A case that hangs must not outlive this program, whatever ends that one.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent_) _exit(1);
+  setpgid(0, 0);
   const sigset_t children = childSignal();
   sigprocmask(SIG_UNBLOCK, &children, nullptr);
+  // What is typed or piped in is not for the plug-in.
+  if (const int nothing = open("/dev/null", O_RDONLY); nothing >= 0) {
+    dup2(nothing, STDIN_FILENO);
+    close(nothing);
+  }
   dup2(job.output, STDOUT_FILENO);
   dup2(job.output, STDERR_FILENO);
   for (const Job& each : jobs_) close(each.output);
   // A core file of each crash would fill the disk; a loop without end is found out by its work,
   // however busy the machine is.
-  const auto seconds = static_cast<rlim_t>(std::ceil(caseSeconds_ * (job.number == 0 ? 6 : 1)));
+  const auto seconds = static_cast<rlim_t>(std::ceil(secondsFor(job)));
   const rlimit none{0, 0}, limited{seconds, seconds + 1};
   setrlimit(RLIMIT_CORE, &none);
   setrlimit(RLIMIT_CPU, &limited);
@@ -88,16 +115,18 @@ void Runner::work(const Job& job, Slot& slot) const {
     } else {
       trial.run(context_, job.work, log);
     }
+    slot.complete = true;
   } catch (const std::exception& error) {
-    log.fail(trial.check, error.what());
+    const std::string doing = slot.doing;
+    log.doing(error.what() + (doing.empty() ? "" : "; in " + doing));
+    slot.threw = true;
   }
-  slot.complete = true;
   _exit(0);
 }
 
 void Runner::start(Job& job, Slot& slot, const Case& work, int number) {
   slot.calls = 0;
-  slot.complete = false;
+  slot.complete = slot.threw = false;
   slot.doing[0] = 0;
   slot.used = 0;
   slot.caseCount = 0;
@@ -113,19 +142,26 @@ void Runner::start(Job& job, Slot& slot, const Case& work, int number) {
   if (job.process == 0) this->work(job, slot);
 }
 
+double Runner::secondsFor(const Job& job) const {
+  return caseSeconds_ * (job.number == 0 ? kPlanTimes : 1);
+}
+
 std::string Runner::ending(const Job& job, const Slot& slot, int status) const {
   if (slot.complete && WIFEXITED(status)) return "";
+  // The plug-in may have written over anything.
+  const std::string doing(slot.doing, strnlen(slot.doing, sizeof slot.doing));
+  if (slot.threw) return doing;
   std::string text;
   char number[32];
   if (job.late || (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)) {
-    snprintf(number, sizeof number, "%g", caseSeconds_);
+    snprintf(number, sizeof number, "%g", secondsFor(job));
     text = std::string("took longer than ") + number + " seconds";
   } else if (WIFSIGNALED(status)) {
     text = std::string("crashed (") + strsignal(WTERMSIG(status)) + ")";
   } else {
     text = "ended the process with status " + std::to_string(WEXITSTATUS(status));
   }
-  if (slot.doing[0]) text += " in " + std::string(slot.doing);
+  if (!doing.empty()) text += " in " + doing;
   const std::string words = lastWords(job.output);
   if (!words.empty()) text += "; printed: " + words;
   return text;
@@ -137,16 +173,14 @@ size_t Runner::waitForOne() {
     for (size_t i = 0; i < jobs_.size(); ++i) {
       Job& job = jobs_[i];
       if (job.process == 0) continue;
-      int status = 0;
-      if (waitpid(job.process, &status, WNOHANG) == job.process) {
+      if (hasEnded(job.process)) {
+        status_ = endWhole(job.process);
         job.process = 0;
-        statuses_.assign(1, status);
         return i;
       }
       const std::chrono::duration<double> age = Clock::now() - job.start;
       // Wall time counts less than work: the machine may be busy with other things.
-      const double limit = 4 * caseSeconds_ * (job.number == 0 ? kPlanTimes : 1);
-      if (!job.late && age.count() > limit) {
+      if (!job.late && age.count() > 4 * secondsFor(job)) {
         job.late = true;
         kill(job.process, SIGKILL);
       }
@@ -162,9 +196,10 @@ std::vector<Case> Runner::plan(int16_t trial, const std::function<void(const Out
   start(jobs_[0], slots_[0], work, 0);
   waitForOne();
   const Slot& slot = slots_[0];
-  std::vector<Case> cases(slot.cases, slot.cases + slot.caseCount);
+  const size_t count = std::min<size_t>(slot.caseCount, std::size(slot.cases));
+  std::vector<Case> cases(slot.cases, slot.cases + count);
   for (Case& each : cases) each.trial = trial;
-  planned({work, 0, ending(jobs_[0], slot, statuses_[0]), &slot});
+  planned({work, 0, ending(jobs_[0], slot, status_), &slot});
   return cases;
 }
 
@@ -185,7 +220,7 @@ void Runner::run(const std::function<int(Case&)>& next,
     if (running == 0) break;
     const size_t i = waitForOne();
     --running;
-    done({jobs_[i].work, jobs_[i].number, ending(jobs_[i], slots_[i], statuses_[0]), &slots_[i]});
+    done({jobs_[i].work, jobs_[i].number, ending(jobs_[i], slots_[i], status_), &slots_[i]});
   }
 }
 

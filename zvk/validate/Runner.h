@@ -2,9 +2,9 @@
 #pragma once
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <chrono>
-#include <deque>
 #include <functional>
 #include <string>
 #include <vector>
@@ -49,12 +49,15 @@ class Runner {
   [[noreturn]] void work(const Job& job, Slot& slot) const;
   /// Waits for one job to end; returns its index.
   size_t waitForOne();
+  /// Seconds of work that it may take.
+  double secondsFor(const Job& job) const;
   std::string ending(const Job& job, const Slot& slot, int status) const;
 
   const Context& context_;
   double caseSeconds_;
   std::vector<Job> jobs_;
-  std::vector<int> statuses_;
+  int status_ = 0;  ///< with which the last job ended
+  pid_t parent_ = getpid();
   std::span<Slot> slots_;
 };
 

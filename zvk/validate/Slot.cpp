@@ -30,7 +30,7 @@ std::span<Slot> shareSlots(size_t count) {
 
 std::vector<Note> notes(const Slot& slot) {
   std::vector<Note> result;
-  std::string_view text(slot.notes, slot.used);
+  std::string_view text(slot.notes, std::min<size_t>(slot.used, sizeof slot.notes));
   while (!text.empty()) {
     const size_t tab = text.find('\t'), end = text.find('\n');
     if (tab == text.npos || end == text.npos || end < tab) break;

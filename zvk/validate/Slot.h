@@ -13,6 +13,7 @@ namespace zvk::validation {
 struct Slot {
   uint64_t calls;
   bool complete;  ///< the case came to its end
+  bool threw;     ///< it could not be made; `doing` says why
   char doing[2048];
   uint32_t used;  ///< bytes of `notes`
   char notes[1 << 16];

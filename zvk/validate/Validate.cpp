@@ -4,13 +4,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <thread>
+#include <utility>
 
 #include "ElfFile.h"
 #include "Heap.h"
@@ -62,6 +67,8 @@ struct Verdict {
   int cases = 0, failures = 0;
   std::string message, repeat;  ///< of the first failure
   std::string skipped;          ///< why; empty: it was not
+  std::string_view cutShort;    ///< check whose crashes and hangs kept cases from finding out
+  uint64_t failedIn = 0;        ///< outcome in which it failed at last
 
   std::string_view status() const {
     if (failures > 0) return "failed";
@@ -77,6 +84,8 @@ class Validation {
   void print() const;
   void printJson() const;
   int count(std::string_view status) const;
+  /// Why there is no verdict at all; empty when there is one.
+  std::string reasonForNothing() const;
 
  private:
   bool selected(std::string_view id) const;
@@ -84,7 +93,10 @@ class Validation {
   bool isDecided(const Case& work) const;
   /// Leaves out the checks for which `which` is true.
   void skip(const std::function<bool(std::string_view)>& which, const std::string& why);
-  void runPlanned(Runner& runner);
+  /// Runs the trials that have plans and for which `which` is true.
+  void runPlanned(Runner& runner, const std::function<bool(const Trial&)>& which);
+  /// Runs the trial by which it stands or falls whether others make sense; leaves these out if not.
+  void runGate(Runner& runner, std::string_view check, const std::string& why);
   void runSequences(Runner& runner);
   void take(const Outcome& outcome);
   void fail(std::string_view check, const Outcome& outcome, std::string_view message);
@@ -96,8 +108,9 @@ class Validation {
   Context context_;
   std::vector<Verdict> verdicts_;
   std::map<std::string_view, Verdict*> selected_;
+  std::set<const Trial*> ran_;  ///< gates
   int cases_ = 0;
-  uint64_t calls_ = 0;
+  uint64_t calls_ = 0, outcomes_ = 0;
   Clock::time_point start_ = Clock::now();
   double seconds_ = 0;
 };
@@ -121,6 +134,7 @@ Validation::Validation(const ValidateOptions& options)
     if (!options.only.empty() && !anyMatches(options.only, check.id)) continue;
     if (!anyMatches(options.skip, check.id)) verdicts_.push_back({&check});
   }
+  if (verdicts_.empty()) throw InputError("--skip leaves out all that --only asks for");
   for (Verdict& verdict : verdicts_) selected_[verdict.check->id] = &verdict;
 }
 
@@ -131,12 +145,31 @@ bool Validation::wanted(const Trial& trial) const {
                      [&](const auto& entry) { return serves(trial, entry.first); });
 }
 
+// As a shell takes it.
+std::string quoted(const std::string& word) {
+  const bool plain = std::all_of(word.begin(), word.end(), [](unsigned char c) {
+    return isalnum(c) || strchr("/._-+", c) != nullptr;
+  });
+  if (plain) return word;
+  std::string text = "'";
+  for (const char c : word) text += c == '\'' ? "'\\''" : std::string(1, c);
+  return text + "'";
+}
+
 std::string Validation::repeatCommand(const Outcome& outcome) const {
   const Trial& trial = trials()[static_cast<size_t>(outcome.work.trial)];
-  std::string command = "zvk validate " + options_.plugin + " --seed " +
+  std::string command = "zvk validate " + quoted(options_.plugin) + " --seed " +
                         std::to_string(options_.seed) + " --only " + std::string(trial.check);
   if (outcome.number > 0) command += " --case " + std::to_string(outcome.number);
   return command;
+}
+
+// What a plug-in prints, or hands over as text, is not for the terminal to obey.
+std::string printable(std::string_view message) {
+  std::string text(message);
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return iscntrl(c) != 0; }, ' ');
+  return text;
 }
 
 void Validation::fail(std::string_view check, const Outcome& outcome, std::string_view message) {
@@ -147,18 +180,20 @@ void Validation::fail(std::string_view check, const Outcome& outcome, std::strin
     found = selected_.begin();
   }
   Verdict& verdict = *found->second;
+  const std::string text = printable(message);
   if (options_.all && !options_.json) {
-    printf("failed   %s, case %d: %s\n", std::string(check).c_str(), outcome.number,
-           std::string(message).c_str());
+    printf("failed   %s, case %d: %s\n", std::string(check).c_str(), outcome.number, text.c_str());
   }
+  if (std::exchange(verdict.failedIn, outcomes_) == outcomes_) return;
   if (verdict.failures++ > 0) return;
-  verdict.message = message;
+  verdict.message = text;
   verdict.repeat = repeatCommand(outcome);
 }
 
 void Validation::take(const Outcome& outcome) {
   const Trial& trial = trials()[static_cast<size_t>(outcome.work.trial)];
   calls_ += outcome.slot->calls;
+  ++outcomes_;
   if (outcome.number > 0) ++cases_;
   for (const Note& note : notes(*outcome.slot)) {
     if (!note.skipped) {
@@ -167,16 +202,16 @@ void Validation::take(const Outcome& outcome) {
       found->second->skipped = note.message;
     }
   }
-  bool blamed = outcome.ended.empty();
-  if (!blamed && selected(trial.check)) {
-    fail(trial.check, outcome, outcome.ended);
-    blamed = true;
-  }
+  const bool whole = outcome.ended.empty(), tellsTrial = selected(trial.check);
   for (auto& [id, verdict] : selected_) {
     if (!serves(trial, id)) continue;
-    if (outcome.number > 0) ++verdict->cases;
-    // Nobody else tells that these could not be found out about.
-    if (!blamed) fail(id, outcome, outcome.ended);
+    // Where the trial's own check is left out, nobody else tells what happened.
+    if (!whole && (id == trial.check || !tellsTrial)) fail(id, outcome, outcome.ended);
+    if (!whole && verdict->failedIn != outcomes_) {
+      verdict->cutShort = trial.check;
+    } else if (outcome.number > 0) {
+      ++verdict->cases;
+    }
   }
 }
 
@@ -197,19 +232,24 @@ bool Validation::isDecided(const Case& work) const {
   return !options_.all && found != selected_.end() && found->second->failures >= kEnoughFailures;
 }
 
-void Validation::runPlanned(Runner& runner) {
+void Validation::runPlanned(Runner& runner, const std::function<bool(const Trial&)>& which) {
   std::vector<std::pair<Case, int>> work;
   for (size_t i = 0; i < trials().size(); ++i) {
     const Trial& trial = trials()[i];
-    if (trial.plan == nullptr || !wanted(trial)) continue;
+    if (trial.plan == nullptr || !which(trial) || !wanted(trial)) continue;
     int number = 0;
     for (const Case& each :
          runner.plan(static_cast<int16_t>(i), [&](const Outcome& outcome) { take(outcome); })) {
       ++number;
       if (options_.number == 0 || options_.number == number) work.emplace_back(each, number);
     }
+    if (options_.number == 0) continue;
+    if (number > 0 && work.empty()) {
+      throw InputError(std::string(trial.check) + " has only " + std::to_string(number) +
+                       " case(s) here");
+    }
     // One trial is enough to repeat one case.
-    if (options_.number > 0) break;
+    break;
   }
   size_t next = 0, done = 0;
   runner.run(
@@ -285,6 +325,24 @@ void Validation::skip(const std::function<bool(std::string_view)>& which, const 
   });
 }
 
+void Validation::runGate(Runner& runner, std::string_view check, const std::string& why) {
+  const auto here = [&](const Trial& trial) { return trial.check == check; };
+  runPlanned(runner, here);
+  const Trial& gate = *std::find_if(trials().begin(), trials().end(), here);
+  ran_.insert(&gate);
+  const auto found = selected_.find(check);
+  if (found == selected_.end() || found->second->failures == 0) return;
+  // Every further case would fail the same way, or take all the time that it may.
+  if (found->second->failures < found->second->cases) return;
+  skip(
+      [&](std::string_view id) {
+        return !onlyReadsFile(id) &&
+               std::none_of(ran_.begin(), ran_.end(),
+                            [&](const Trial* trial) { return serves(*trial, id); });
+      },
+      why + ", see " + std::string(check));
+}
+
 void Validation::run() {
   if (const std::string why = reasonNotToLoad(options_.plugin); !why.empty()) {
     skip(std::not_fn(onlyReadsFile), why);
@@ -297,13 +355,27 @@ void Validation::run() {
   const auto planned = std::any_of(trials().begin(), trials().end(), [&](const Trial& trial) {
     return trial.plan != nullptr && wanted(trial);
   });
-  runPlanned(runner);
+  // A case by itself is repeated as it was.
+  if (options_.number == 0) {
+    runGate(runner, "load.opens", "the plug-in cannot be loaded");
+    runGate(runner, "start.survives", "no start-up returns");
+  }
+  runPlanned(runner, [&](const Trial& trial) { return ran_.count(&trial) == 0; });
   // With the number of a case, the first trial that serves the check has run it.
   if (options_.number == 0 || !planned) runSequences(runner);
   for (Verdict& verdict : verdicts_) {
-    if (verdict.cases == 0 && verdict.skipped.empty()) verdict.skipped = "no case applies";
+    if (verdict.cases > 0 || !verdict.skipped.empty()) continue;
+    verdict.skipped = verdict.cutShort.empty()
+                          ? "no case applies"
+                          : "no case came to its end, see " + std::string(verdict.cutShort);
   }
   seconds_ = std::chrono::duration<double>(Clock::now() - start_).count();
+}
+
+std::string Validation::reasonForNothing() const {
+  const auto isSkipped = [](const Verdict& verdict) { return verdict.status() == "skipped"; };
+  const bool nothing = std::all_of(verdicts_.begin(), verdicts_.end(), isSkipped);
+  return nothing ? verdicts_.front().skipped : "";
 }
 
 int Validation::count(std::string_view status) const {
@@ -323,7 +395,9 @@ void Validation::print() const {
     } else if (status == "passed") {
       printf(" (%d)\n", verdict.cases);
     } else {
-      printf(" (%d of %d)\n", verdict.failures, verdict.cases);
+      // Without cases it failed while they were planned.
+      if (verdict.cases > 0) printf(" (%d of %d)", verdict.failures, verdict.cases);
+      putchar('\n');
       printf("    expected  %s\n", std::string(check.expectation).c_str());
       printf("    but       %s\n", verdict.message.c_str());
       printf("    remedy    %s\n", std::string(check.remedy).c_str());
@@ -373,8 +447,9 @@ int validate(const CommonOptions& common, const ValidateOptions& given) {
     validation::printChecks();
     return kDone;
   }
-  if (!std::ifstream(options.plugin)) {
-    throw InputError("the plug-in " + options.plugin + " cannot be read");
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(options.plugin, error) || !std::ifstream(options.plugin)) {
+    throw InputError("the plug-in " + options.plugin + " is no file that can be read");
   }
   if (options.number > 0 && options.only.size() != 1) {
     throw InputError("--case needs one check, as in --only calls.nil --case 7");
@@ -385,6 +460,9 @@ int validate(const CommonOptions& common, const ValidateOptions& given) {
     course.printJson();
   } else {
     course.print();
+  }
+  if (const std::string why = course.reasonForNothing(); !why.empty()) {
+    throw InputError("nothing was checked: " + why);
   }
   return course.count("failed") == 0 ? kDone : kCallFailed;
 }
