@@ -145,7 +145,7 @@ const Damage kDamages[] = {
     {"file.format", [](Library& l) { l.header().e_machine = EM_ARM; }},
     {"file.entry-point", [](Library& l) { l.rename("REALPluginMain", "REALPluginMein"); }},
     {"file.exports", [](Library& l) { l.rename("_Z9TickCountv", "strlen"); }},
-    {"file.imports", [](Library& l) { l.rename("calloc", "abort"); }},
+    {"file.imports", [](Library& l) { l.rename("calloc", "_exit"); }},
     {"file.libraries", [](Library& l) { l.add(DT_NEEDED, 1); }},
     {"file.c-library", [](Library& l) { l.rename(kSomeVersion, "GLIBC_2.18"); }},
     {"file.text-relocations", [](Library& l) { l.add(DT_TEXTREL, 0); }},

@@ -34,7 +34,8 @@ std::span<const Size> sizesFor(const Layout& layout) {
 class Sources {
  public:
   explicit Sources(const DeclaredCall& call)
-      : ofPicture_(call.method->declaration.result == Type::kPicture && !call.assigned),
+      : result_(call.assigned ? Type::kNothing : call.method->declaration.result),
+        isGlobal_(call.method->kind == Method::Kind::kGlobal),
         assignment_(call.assigned.has_value()) {
     own_ = call.self.picture();
     add(call.self);
@@ -45,15 +46,18 @@ class Sources {
     if (call.assigned) add(*call.assigned);
   }
 
-  /// Only a method that gives no picture may work on its own one in place, and then it tells.
+  /// What gives a picture leaves all others alone. Other methods may work on their own one in
+  /// place, global ones on any, and then tell the host; and what gives nothing may fill a block.
   void compare(Log& log) const {
     for (const Source& source : sources_) {
       if (contents(source.value, true) == source.contents) continue;
       const host::PictureRef picture = source.value.picture();
-      const bool inPlace = !ofPicture_ && (picture == own_ || source.isMask);
+      const bool inPlace =
+          picture ? result_ != Type::kPicture && (isGlobal_ || picture == own_ || source.isMask)
+                  : source.value.block() && result_ == Type::kNothing;
       if (!inPlace) {
         log.fail("calls.source-unchanged", source.value.describe() + " has changed");
-      } else if (!assignment_ && picture->cacheClears() == source.cacheClears) {
+      } else if (picture && !assignment_ && picture->cacheClears() == source.cacheClears) {
         log.fail("calls.host-told", "the host does not know that " + picture->name() + " changed");
       }
     }
@@ -82,7 +86,8 @@ class Sources {
     }
   }
 
-  bool ofPicture_;
+  Type result_;
+  bool isGlobal_;
   bool assignment_;  ///< the program that assigns knows by itself that the picture changes
   host::PictureRef own_;
   std::vector<Source> sources_;
@@ -122,6 +127,13 @@ bool onlyLeavesPixels(const host::PictureRef& zero, const host::PictureRef& fres
                     [](uint32_t a, uint32_t b) { return a == b || (a == 0 && b == kFreshPixel); });
 }
 
+void checkException(Scene& scene, const Answer& answer) {
+  if (!answer.exception) return;
+  const auto& [className, message, isNil] = *answer.exception;
+  if (scene.host.isA(className, "RuntimeException") && !message.empty()) return;
+  scene.log.fail("calls.exceptions", "it raises " + className + " \"" + message + '"');
+}
+
 void tryPlausibly(Scene& scene, const Layout& layout, const Method& method, Size size,
                   uint32_t seed, bool assigning) {
   const auto fresh = [&] {
@@ -139,13 +151,7 @@ void tryPlausibly(Scene& scene, const Layout& layout, const Method& method, Size
     }
     if (!picture->hasStorage()) scene.log.fail("calls.result", "the result has no pixels");
   }
-  if (answer.exception) {
-    const bool known = scene.host.isA(answer.exception->className, "RuntimeException");
-    if (!known || answer.exception->message.empty()) {
-      scene.log.fail("calls.exceptions", "it raises " + answer.exception->className + " \"" +
-                                             answer.exception->message + '"');
-    }
-  }
+  checkException(scene, answer);
   if (!scene.settle()) return;
 
   const std::string bytes = contents(call, answer, true);
@@ -203,11 +209,21 @@ Value telling(const host::Host& host, Type type, const host::PictureRef& picture
   return {};
 }
 
-// A method without result or variables is told by what it does to its instance.
-bool didWork(const DeclaredCall& call, const Answer& answer, const std::string& selfBefore) {
+// All that a call may work on.
+std::string surroundings(const DeclaredCall& call) {
+  std::string bytes = contents(call.self, true);
+  for (const Value& argument : call.arguments) bytes += contents(argument, true);
+  if (const host::InstanceRef instance = call.self.instance()) {
+    bytes.append(instance->data(), instance->data() + instance->info().definition->dataSize);
+  }
+  return bytes;
+}
+
+// A method without result or variables is told by what it does to its surroundings.
+bool didWork(const DeclaredCall& call, const Answer& answer, const std::string& before) {
   const bool tells =
       call.method->declaration.result != Type::kNothing || !answer.result.byReference.empty();
-  return tells ? !answer.isFailure() : contents(call.self, true) != selfBefore;
+  return tells ? !answer.isFailure() : surroundings(call) != before;
 }
 
 bool worksSomewhere(Scene& scene, const Method& method) {
@@ -225,7 +241,7 @@ bool worksSomewhere(Scene& scene, const Method& method) {
         call.arguments[i] = telling(scene.host, parameter.type, picture, arguments);
       }
     }
-    const std::string before = contents(call.self, true);
+    const std::string before = surroundings(call);
     if (didWork(call, scene.make(call), before)) return true;
   }
   return false;
@@ -295,7 +311,7 @@ void tryVariants(const Context& context, const Case& c, Log& log, Size size, Var
       // The same for the result of the arguments: each variant stands alone.
       std::mt19937 random(context.seed + static_cast<uint32_t>(variant));
       if (!vary(scene, call, variant, random)) break;
-      scene.make(call);
+      checkException(scene, scene.make(call));
       scene.settle();
     }
   }
@@ -460,17 +476,12 @@ void withAliases(const Context& context, const Case& c, Log& log) {
     const auto calling = [&](bool same) {
       Arguments arguments(scene.plugin, layout.options, {7, 5}, context.seed);
       DeclaredCall call = assigning ? arguments.assignment(method) : arguments.call(method);
-      std::vector<Value*> places;
+      const auto copy = [&] {
+        return Arguments(scene.plugin, layout.options, {7, 5}, 9).picture();
+      };
+      const host::PictureRef one = copy();
       for (Value* place : objectPlaces(call)) {
-        if (place->picture()) places.push_back(place);
-      }
-      for (Value* place : places) {
-        *place = same ? Value(places[0]->picture())
-                      : Value(Arguments(scene.plugin, layout.options, {7, 5}, 9).picture());
-      }
-      if (same && !places.empty()) {
-        const auto one = Arguments(scene.plugin, layout.options, {7, 5}, 9).picture();
-        for (Value* place : places) *place = one;
+        if (place->picture()) *place = same ? one : copy();
       }
       return call;
     };
@@ -529,7 +540,8 @@ std::vector<Case> allMethods(const Context& context, Log& log) {
   return everyMethodAndLayout(context, log);
 }
 
-constexpr std::string_view kGuest = "accounts.* process.* calls.result memory.heap";
+constexpr std::string_view kGuest =
+    "accounts.* process.* calls.result calls.exceptions memory.heap";
 
 constexpr Trial kTrials[] = {
     {"calls.survives",

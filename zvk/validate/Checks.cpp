@@ -100,7 +100,7 @@ constexpr Check kChecks[] = {
      "Raise one of the host's runtime exceptions, and set its message after raising."},
     {"calls.every-storage", "The same colours give the same result wherever a picture is stored.",
      "Decode and encode each format in one place."},
-    {"calls.nil", "Nil in any place gives a failure or an exception.", "Check arguments first."},
+    {"calls.nil", "Nil in any place is stood: programs pass it.", "Check arguments first."},
     {"calls.numbers", "Any number is stood: extremes, negative ones, infinities, none.",
      "Clamp before converting, and compute sums in 64 bits."},
     {"calls.sizes", "Pictures of different sizes and storages together are stood.",
@@ -140,7 +140,7 @@ constexpr Check kChecks[] = {
     {"accounts.heap", "The plug-in's own memory is freed by the end of the call.",
      "Tie it to a scope."},
     {"accounts.files", "Files that a call opens are closed.", "Tie them to a scope."},
-    {"accounts.threads", "No call leaves a thread behind.", "Join it, or do without."},
+    {"accounts.threads", "No call leaves a thread or a process behind.", "Join it, or do without."},
     // --- The process ----------------------------------------------------------------------------
     {"process.output", "Nothing is printed: the terminal is the program's.",
      "Remove the debugging output."},

@@ -25,12 +25,16 @@ std::vector<Case> eachClass(const Context& context, Log& log) {
 
 // --- Properties ---------------------------------------------------------------------------------
 
-bool isNumeric(const Value& value) { return value.isNumber() || value.isColor(); }
+bool keepsNumbers(const host::Instance& instance, const REALpropertyDefinition& property) {
+  if (property.getter == nullptr || property.setter == nullptr) return false;
+  const Value value = instance.property(property.name);
+  return value.isNumber() || value.isColor();
+}
 
 void writeNumbers(host::Instance& instance, const REALclassDefinition& definition, int first) {
   for (const auto& property : properties(definition)) {
     // Each its own value, so that none is taken for another.
-    if (isNumeric(instance.property(property.name))) instance.setProperty(property.name, first);
+    if (keepsNumbers(instance, property)) instance.setProperty(property.name, first);
     ++first;
   }
 }
@@ -39,7 +43,7 @@ bool holdsNumbers(const host::Instance& instance, const REALclassDefinition& def
                   std::string& wrong) {
   for (const auto& property : properties(definition)) {
     const Value value = instance.property(property.name);
-    if (isNumeric(value) && value.number() != first) {
+    if (keepsNumbers(instance, property) && value.number() != first) {
       wrong = std::string(property.name) + " is " + value.describe() + " instead of " +
               std::to_string(first);
       return false;
