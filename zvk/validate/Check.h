@@ -33,7 +33,8 @@ struct Case {
   int16_t method = -1, layout = -1;
   int16_t kind = 0;
   int32_t a = 0, b = 0;
-  size_t expected = 0;  ///< hash of what the call gives when nothing is out of order
+  size_t expected = 0;   ///< hash of what the call gives when nothing is out of order
+  bool inPlace = false;  ///< whether it then changes the picture that it is called on
 };
 
 struct Slot;

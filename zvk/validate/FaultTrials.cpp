@@ -60,6 +60,8 @@ std::vector<Case> callsAndAssignments(const Context& context, Log& log) {
     c.kind = kCallWithNil;
     cases.push_back(c);
   }
+  std::stable_sort(cases.begin(), cases.end(),
+                   [](const Case& a, const Case& b) { return a.layout < b.layout; });
   return cases;
 }
 
@@ -75,10 +77,16 @@ struct Uses {
   std::vector<Use> services;
   int allocations = 0;
   size_t result = 0;
+  bool inPlace = false;
 };
 
 size_t hashOf(const DeclaredCall& call, const Answer& answer) {
   return std::hash<std::string>()(coloursOf(call, answer));
+}
+
+/// What can be seen of the picture that the call is made on.
+std::string pictureOf(const DeclaredCall& call) {
+  return call.self.picture() ? contents(call.self, true) : "";
 }
 
 Uses usesOf(const Context& context, const Case& c, Log& log) {
@@ -89,9 +97,11 @@ Uses usesOf(const Context& context, const Case& c, Log& log) {
     before[service->index] = scene.host.state(service->index);
   }
   Uses uses;
+  const std::string picture = pictureOf(call);
   const int made = heap::made();
   uses.result = hashOf(call, scene.make(call));
   uses.allocations = heap::made() - made;
+  uses.inPlace = pictureOf(call) != picture;
   for (const host::Service* service : host::allServices()) {
     const host::ServiceState &now = scene.host.state(service->index),
                              &then = before[service->index];
@@ -113,6 +123,7 @@ std::vector<Case> plan(const Context& context, Log& log, Add add) {
   for (Case c : callsAndAssignments(context, log)) {
     const Uses uses = usesOf(context, c, log);
     c.expected = uses.result;
+    c.inPlace = uses.inPlace;
     add(cases, c, uses);
   }
   return cases;
@@ -148,37 +159,43 @@ std::vector<Case> everyAllocation(const Context& context, Log& log) {
 
 // --- What comes of it ---------------------------------------------------------------------------
 
-bool givesPictures(const Method& method) {
-  return method.declaration.result == Type::kPicture || method.kind == Method::Kind::kClass;
-}
-
 /// Services that tell what is so, or that draw: when they fail, something else is true, or the host
 /// has not drawn what it was asked to, and nobody can tell.
 constexpr std::string_view kDecisive[] = {"REALGetPropValueBool", "memoryBlockGetSize",
                                           "pluginPictureGraphicsGetter", "RuntimeGraphicsDrawLine",
                                           "REALSetPropValueInt"};
 
-/// Judges a call that was made while a service was out of order, or an allocation.
-void judge(Scene& scene, const DeclaredCall& call, const Answer& answer, std::string_view check,
-           size_t expected, std::string_view service = {}) {
+/// Makes the call and judges it, while a service is out of order, or an allocation.
+void tryAndJudge(Scene& scene, const Case& c, const DeclaredCall& call, std::string_view check,
+                 const std::string& circumstances, const std::function<void()>& breakIt,
+                 const std::function<void()>& mendIt, std::string_view service = {}) {
+  const std::string before = pictureOf(call);
+  breakIt();
+  const Answer answer = scene.make(call, circumstances);
+  mendIt();
   scene.settle(check);
+  const bool unchanged = pictureOf(call) == before;
+  if (!c.inPlace && !unchanged) scene.log.fail(check, "it changes its picture");
   const bool decisive =
       std::find(std::begin(kDecisive), std::end(kDecisive), service) != std::end(kDecisive);
-  const bool whole = decisive || answer.isFailure() || !givesPictures(*call.method) ||
-                     hashOf(call, answer) == expected;
-  if (!whole) scene.log.fail(check, "it gives neither nothing nor the whole result");
+  // What works in place has done nothing then, whatever it says.
+  const bool nothing = answer.isFailure() || (c.inPlace && unchanged);
+  if (decisive || nothing || hashOf(call, answer) == c.expected) return;
+  scene.log.fail(check, "it gives neither nothing nor the whole result");
 }
 
 void failUse(const Context& context, const Case& c, Log& log, bool andOn) {
   Scene scene(context, log, layoutOf(c));
   const DeclaredCall call = callOf(scene, c, context);
   const std::string name(serviceAt(c.a).name);
-  scene.host.failCall(name, c.b);
-  if (andOn) scene.host.failFrom(name, c.b);
-  const Answer answer =
-      scene.make(call, name + " fails at use " + std::to_string(c.b) + (andOn ? " and on" : ""));
-  scene.host.restore(name);
-  judge(scene, call, answer, andOn ? "faults.persistent" : "faults.once", c.expected, name);
+  tryAndJudge(
+      scene, c, call, andOn ? "faults.persistent" : "faults.once",
+      name + " fails at use " + std::to_string(c.b) + (andOn ? " and on" : ""),
+      [&] {
+        scene.host.failCall(name, c.b);
+        if (andOn) scene.host.failFrom(name, c.b);
+      },
+      [&] { scene.host.restore(name); }, name);
 }
 void failOnce(const Context& context, const Case& c, Log& log) { failUse(context, c, log, false); }
 void failOn(const Context& context, const Case& c, Log& log) { failUse(context, c, log, true); }
@@ -194,9 +211,9 @@ void withoutService(const Context& context, const Case& c, Log& log) {
   const std::string_view name = serviceAt(c.a).name;
   Scene scene(context, log, settingsWithout(name, layoutOf(c)));
   const DeclaredCall call = callOf(scene, c, context);
-  scene.host.withhold(name);
-  judge(scene, call, scene.make(call, std::string(name) + " is missing"), "faults.missing",
-        c.expected, name);
+  tryAndJudge(
+      scene, c, call, "faults.missing", std::string(name) + " is missing",
+      [&] { scene.host.withhold(name); }, [] {}, name);
 }
 
 // Without these no host keeps accounts, so what is not released is not the plug-in's fault. But it
@@ -217,11 +234,10 @@ void withoutBookkeeping(const Context& context, const Case& c, Log& log) {
 void failAllocation(const Context& context, const Case& c, Log& log) {
   Scene scene(context, log, layoutOf(c));
   const DeclaredCall call = callOf(scene, c, context);
-  heap::fail(c.a, c.b != 0);
-  const Answer answer = scene.make(
-      call, "allocation " + std::to_string(c.a) + " fails" + (c.b ? " and all behind it" : ""));
-  heap::fail(0);
-  judge(scene, call, answer, "faults.allocations", c.expected);
+  tryAndJudge(
+      scene, c, call, "faults.allocations",
+      "allocation " + std::to_string(c.a) + " fails" + (c.b ? " and all behind it" : ""),
+      [&] { heap::fail(c.a, c.b != 0); }, [] { heap::fail(0); });
 }
 
 // --- Lies ---------------------------------------------------------------------------------------

@@ -3,6 +3,8 @@
 #include <link.h>
 
 #include <algorithm>
+#include <bit>
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 #include <utility>
@@ -23,6 +25,7 @@ constexpr size_t kMostBlocks = 1 << 12;
 struct Block {
   uint8_t* data;  ///< null: none here
   size_t size;
+  uint8_t* base;  ///< of all that was allocated for it
 };
 
 struct State {
@@ -132,6 +135,7 @@ extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
 void __libc_free(void* block);
 
 #define ZVK_VISIBLE __attribute__((visibility("default")))
@@ -140,30 +144,45 @@ namespace {
 
 using namespace zvk::validation::heap;
 
-void* allocate(size_t size, uint8_t fill) {
+void* allocate(size_t size, uint8_t fill, size_t alignment = 0) {
   if (!allow()) return nullptr;
   Block* place = find(nullptr);
-  if (size > SIZE_MAX - 2 * kMargin) return nullptr;
+  const size_t front = std::max(kMargin, alignment);
+  if (size > SIZE_MAX - front - kMargin) return nullptr;
   // Zeroes come from the system without being touched, which matters for large blocks.
-  const size_t whole = size + 2 * kMargin;
-  auto* base = static_cast<uint8_t*>(fill == 0 ? __libc_calloc(1, whole) : __libc_malloc(whole));
-  if (base == nullptr || place == nullptr) {
-    __libc_free(base);
+  const size_t whole = front + size + kMargin;
+  void* memory = alignment > 0 ? __libc_memalign(alignment, whole)
+                 : fill == 0   ? __libc_calloc(1, whole)
+                               : __libc_malloc(whole);
+  if (memory == nullptr || place == nullptr) {
+    __libc_free(memory);
     return nullptr;
   }
-  memset(base, kMark, kMargin);
-  if (fill != 0) memset(base + kMargin, fill, size);
-  memset(base + kMargin + size, kMark, kMargin);
-  *place = {base + kMargin, size};
+  auto* base = static_cast<uint8_t*>(memory);
+  uint8_t* data = base + front;
+  memset(data - kMargin, kMark, kMargin);
+  if (fill != 0 || alignment > 0) memset(data, fill, size);
+  memset(data + size, kMark, kMargin);
+  *place = {data, size, base};
   ++state.outstanding;
-  return place->data;
+  return data;
+}
+
+char* copy(const char* text, size_t length, bool isPlugins) {
+  constexpr uint8_t kAnything = 1;
+  void* memory = isPlugins ? allocate(length + 1, kAnything) : __libc_malloc(length + 1);
+  auto* bytes = static_cast<char*>(memory);
+  if (bytes == nullptr) return nullptr;
+  memcpy(bytes, text, length);
+  bytes[length] = 0;
+  return bytes;
 }
 
 void release(Block& block) {
   inspect(block);
   state.lastFreed[state.freed++ % std::size(state.lastFreed)] = block.data;
   memset(block.data, kFreed, std::min(block.size, size_t{4096}));
-  __libc_free(block.data - kMargin);
+  __libc_free(block.base);
   block = {};
   --state.outstanding;
 }
@@ -178,6 +197,28 @@ ZVK_VISIBLE void* calloc(size_t count, size_t size) noexcept {
   if (!isPlugins(__builtin_return_address(0))) return __libc_calloc(count, size);
   size_t bytes;
   return __builtin_mul_overflow(count, size, &bytes) ? nullptr : allocate(bytes, 0);
+}
+
+ZVK_VISIBLE void* aligned_alloc(size_t alignment, size_t size) noexcept {
+  return isPlugins(__builtin_return_address(0)) ? allocate(size, state.fill, alignment)
+                                                : __libc_memalign(alignment, size);
+}
+
+ZVK_VISIBLE int posix_memalign(void** block, size_t alignment, size_t size) noexcept {
+  if (alignment % sizeof(void*) != 0 || !std::has_single_bit(alignment)) return EINVAL;
+  void* given = isPlugins(__builtin_return_address(0)) ? allocate(size, state.fill, alignment)
+                                                       : __libc_memalign(alignment, size);
+  if (given == nullptr) return ENOMEM;
+  *block = given;
+  return 0;
+}
+
+ZVK_VISIBLE char* strdup(const char* text) noexcept {
+  return copy(text, strlen(text), isPlugins(__builtin_return_address(0)));
+}
+
+ZVK_VISIBLE char* strndup(const char* text, size_t most) noexcept {
+  return copy(text, strnlen(text, most), isPlugins(__builtin_return_address(0)));
 }
 
 ZVK_VISIBLE void free(void* data) noexcept {

@@ -340,9 +340,10 @@ std::vector<Case> everyMethodAndLayout(const Context& context, Log& log,
   const Scene scene(context, log, kLayouts[0]);
   const int count = drawables ? availableLayouts() : static_cast<int>(std::size(kLayouts)) - 1;
   std::vector<Case> cases;
-  for (size_t method = 0; method < scene.plugin.methods().size(); ++method) {
-    if (applies && !applies(scene.plugin.methods()[method])) continue;
-    for (int layout = 0; layout < count; ++layout) {
+  // Drawables last: where there are none, all other cases still have the same numbers.
+  for (int layout = 0; layout < count; ++layout) {
+    for (size_t method = 0; method < scene.plugin.methods().size(); ++method) {
+      if (applies && !applies(scene.plugin.methods()[method])) continue;
       Case c;
       c.method = static_cast<int16_t>(method);
       c.layout = static_cast<int16_t>(layout);

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,7 +45,10 @@ std::string openFiles() { return "descriptors " + entries("/proc/self/fd"); }
 
 std::string threads() {
   const std::string tasks = entries("/proc/self/task");
-  return std::to_string(1 + std::count(tasks.begin(), tasks.end(), ' ')) + " thread(s)";
+  siginfo_t information;
+  const bool children = waitid(P_ALL, 0, &information, WEXITED | WNOHANG | WNOWAIT) == 0;
+  return std::to_string(1 + std::count(tasks.begin(), tasks.end(), ' ')) + " thread(s)" +
+         (children ? " and other processes" : "");
 }
 
 // Standard output and standard error are one file while a case runs.
@@ -67,7 +71,8 @@ std::string directory() {
 
 std::string localeName() {
   const char* name = setlocale(LC_ALL, nullptr);
-  return name ? name : "none";
+  const bool global = uselocale(nullptr) == LC_GLOBAL_LOCALE;
+  return (name ? name : "none") + std::string(global ? "" : ", but the thread has its own");
 }
 
 std::string signals() {
