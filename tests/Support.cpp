@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 
+#include "frame/HostState.h"
 #include "host/pictures/Display.h"
+#include "plugin/PluginMain.h"
 
 namespace test {
 
@@ -25,6 +27,11 @@ host::Settings settingsFor(const PictureOptions& options) {
   settings.newPictures = options;
   settings.newPictures.alpha = false;
   return settings;
+}
+
+host::Plugin linkedPlugin() {
+  IsDesktop = IsConsole = false;
+  return host::Plugin(&REALPluginMain);
 }
 
 }  // namespace
@@ -63,7 +70,9 @@ PluginHost::PluginHost(const PictureOptions& pictureOptions, const char* file)
 }
 
 PluginHost::PluginHost(host::Settings settings, const char* file)
-    : host(std::move(settings)), plugin(file), options(host.settings.newPictures) {}
+    : host(std::move(settings)),
+      plugin(file ? host::Plugin(file) : linkedPlugin()),
+      options(host.settings.newPictures) {}
 
 PluginHost::~PluginHost() { EXPECT_THAT(host.accounts(), testing::IsEmpty()); }
 

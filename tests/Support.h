@@ -65,6 +65,14 @@ class PluginHost {
   host::PictureOptions options;
 };
 
+/// The same with the plug-in that is linked into the tests, whose routines can be called directly.
+/// What it has found out of its host stays with the process.
+class LinkedHost : public PluginHost {
+ public:
+  explicit LinkedHost(const host::PictureOptions& options) : PluginHost(options, nullptr) {}
+  explicit LinkedHost(host::Settings settings) : PluginHost(std::move(settings), nullptr) {}
+};
+
 /// Skips a test of drawables where there is no display, unless ZVK_REQUIRE_DISPLAY is set: then it
 /// fails.
 bool storageAvailable(const host::PictureOptions& options);

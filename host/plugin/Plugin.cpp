@@ -81,12 +81,19 @@ Plugin::Plugin(const std::string& path) : host_(Host::current()) {
   }
   library_ = openFresh(file);
   if (library_ == nullptr) throw std::runtime_error(std::string("cannot load: ") + dlerror());
-  using Main = void(HostResolver);
-  auto* main = reinterpret_cast<Main*>(symbol("REALPluginMain"));
+  auto* main = reinterpret_cast<EntryPoint*>(symbol("REALPluginMain"));
   if (main == nullptr) {
     dlclose(library_);
     throw std::runtime_error(path + " is no plug-in: it does not export REALPluginMain");
   }
+  start(main);
+}
+
+Plugin::Plugin(EntryPoint* main) : host_(Host::current()), library_(dlopen(nullptr, RTLD_NOW)) {
+  start(main);
+}
+
+void Plugin::start(EntryPoint* main) {
   // What other plug-ins in this host registered stays theirs.
   Host::Registrations all = std::exchange(host_.registrations, {});
   main(&Host::resolve);

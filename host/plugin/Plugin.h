@@ -74,8 +74,12 @@ std::string mangledName(std::string_view name);
 /// the process already, a temporary copy is loaded.
 class Plugin {
  public:
+  using EntryPoint = void(HostResolver);
+
   /// Throws std::runtime_error when the file cannot be loaded or has no REALPluginMain.
   explicit Plugin(const std::string& path);
+  /// One that is linked into this program. Its globals are as they were left.
+  explicit Plugin(EntryPoint* main);
   Plugin(const Plugin&) = delete;
   Plugin& operator=(const Plugin&) = delete;
   ~Plugin();
@@ -143,6 +147,7 @@ class Plugin {
 
  private:
   void* requireSymbol(std::string_view name) const;
+  void start(EntryPoint* main);
   void collect(const REALclassDefinition& definition, Method::Kind kind);
   void add(Method::Kind kind, std::string_view className, REALmethodDefinition* definition);
 

@@ -1,9 +1,15 @@
-#include <dlfcn.h>
+// The services' wrappers, one by one, and what some of them do on hosts that lack the service. What
+// was found of a host stays with the process, so each test here needs one of its own.
+#include "frame/HostServices.h"
 
 #include <cstring>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
-#include "ProbeHost.h"
+#include "Support.h"
+#include "frame/GraphicsHelpers.h"
+#include "frame/HostCall.h"
 
 namespace {
 
@@ -11,79 +17,257 @@ using namespace test;
 
 // --- Wrappers, with a resolver of the test's own ------------------------------------------------
 
-/// The probe in no host at all: nothing has been resolved yet.
-class BareProbe {
- public:
-  BareProbe() : library_(dlopen(ZVK_PROBE_FILE, RTLD_NOW | RTLD_LOCAL)) {
-    probe = static_cast<const Probe*>(dlsym(library_, "zvkProbe"));
-    asked = 0;
-    offered = {};
-  }
-  ~BareProbe() { dlclose(library_); }
-
-  void connect() const { *probe->state.resolver = &resolve; }
-  void offer(const char* name, void* entry) const { offered = {name, entry}; }
-
-  const Probe* probe;
-  static inline int asked;
-
- private:
-  struct Offer {
-    std::string_view name;
-    void* entry;
+/// A service wrapper that can be called without knowing its type.
+struct Wrapper {
+  struct Outcome {
+    bool entered;         ///< the host's entry was called
+    bool argumentsRight;  ///< with the wrapper's own arguments, in order
+    bool resultRight;  ///< the entry's result came back, or without it the missing-service result
   };
 
-  static void* resolve(const char* name) {
-    ++asked;
-    return name == offered.name ? offered.entry : nullptr;
-  }
-
-  void* library_;
-  static inline Offer offered;
+  const char* service;
+  void* entry;        ///< stands in for the host's: notes its arguments and returns a fixed result
+  Outcome (*call)();  ///< calls the wrapper with arguments that all differ
 };
 
-TEST(HostServices, EveryWrapperForwardsAndAnswersWithoutItsService) {
-  const BareProbe bare;
-  const Probe::Services& services = bare.probe->services;
-  ASSERT_GE(services.wrapperCount, 80);
-  for (int i = 0; i < services.wrapperCount; ++i) {
-    const ServiceProbe& wrapper = services.wrappers[i];
-    SCOPED_TRACE(wrapper.entryName);
+void doNothing(void*) {}
 
-    *bare.probe->state.resolver = nullptr;
-    ServiceProbe::Outcome outcome = wrapper.call();
+/// A value that differs for each n; pointers lead to no memory.
+template <typename T>
+T sample(int n) noexcept {
+  if constexpr (std::is_same_v<T, void (*)(void*)>) {
+    return &doNothing;
+  } else if constexpr (std::is_pointer_v<T>) {
+    return reinterpret_cast<T>(static_cast<uintptr_t>(0x10000 * n + 0x40));
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return static_cast<T>(n + 0.5);
+  } else {
+    return static_cast<T>(-3 * n);  // negative: fills all bytes of every width
+  }
+}
+
+template <typename T>
+bool same(T a, T b) noexcept {
+  return memcmp(&a, &b, sizeof a) == 0;
+}
+
+template <FixedString entryName, auto wrapper, int missing>
+struct Recorded;
+
+template <FixedString entryName, typename R, typename... A, R (*wrapper)(A...) noexcept,
+          int missing>
+struct Recorded<entryName, wrapper, missing> {
+  static constexpr int kAnswer = 99;
+  static inline std::tuple<A...> noted;
+  static inline bool entered = false;
+
+  static R entry(A... arguments) {
+    noted = {arguments...};
+    entered = true;
+    if constexpr (!std::is_void_v<R>) return sample<R>(kAnswer);
+  }
+
+  template <size_t... n>
+  static std::tuple<A...> samples(std::index_sequence<n...>) {
+    return {sample<A>(int{n} + 1)...};
+  }
+
+  static Wrapper::Outcome call() {
+    entered = false;
+    noted = {};
+    const std::tuple<A...> arguments = samples(std::index_sequence_for<A...>());
+    bool resultRight = true;
+    if constexpr (std::is_void_v<R>) {
+      std::apply(wrapper, arguments);
+    } else {
+      const R result = std::apply(wrapper, arguments);
+      R expected{};
+      if constexpr (missing != 0) expected = static_cast<R>(missing);
+      resultRight = same(result, entered ? sample<R>(kAnswer) : expected);
+    }
+    const bool argumentsRight =
+        entered &&
+        std::apply(
+            [&](A... a) { return std::apply([&](A... b) { return (same(a, b) && ...); }, noted); },
+            arguments);
+    return {entered, argumentsRight, resultRight};
+  }
+};
+
+template <FixedString service, auto wrapper, int missing = 0>
+Wrapper wrapperOf() {
+  using R = Recorded<service, wrapper, missing>;
+  return {service.text, reinterpret_cast<void*>(&R::entry), &R::call};
+}
+
+/// One of several functions of a name, by its type.
+template <typename Signature>
+constexpr Signature* overload(Signature* function) {
+  return function;
+}
+
+template <typename T>
+using Getter = HostBoolean(REALobjectStruct*, const char*, T*) noexcept;
+template <typename T>
+using Setter = HostBoolean(REALobjectStruct*, const char*, T) noexcept;
+
+template <FixedString entryName, typename T>
+Wrapper getter() {
+  return wrapperOf<entryName, overload<Getter<T>>(&REALGetPropValue)>();
+}
+template <FixedString entryName, typename T>
+Wrapper setter() {
+  return wrapperOf<entryName, overload<Setter<T>>(&REALSetPropValue)>();
+}
+
+using LockAs = HostBoolean(REALpictureStruct*, REALpictureDescription*, HostLong) noexcept;
+using LockAny = HostBoolean(REALpictureStruct*, REALpictureDescription*) noexcept;
+using NewByName = REALobjectStruct*(const char*) noexcept;
+using NewByClass = REALobjectStruct*(REALclassRefStruct*) noexcept;
+using IsA = HostBoolean(REALobjectStruct*, REALclassRefStruct*) noexcept;
+using IsAByName = HostBoolean(REALobjectStruct*, const char*) noexcept;
+using DrawPrimitive = void(REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*, int) noexcept;
+using DrawPlain = void(REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*) noexcept;
+
+const Wrapper kWrappers[] = {
+    wrapperOf<"PluginRegisterClass", &REALRegisterClass>(),
+    wrapperOf<"PluginRegisterClassExtension", &REALRegisterClassExtension>(),
+    wrapperOf<"PluginRegisterMethod", &REALRegisterMethod>(),
+    wrapperOf<"PluginRegisterControl", &REALRegisterControl>(),
+    wrapperOf<"PluginRegisterModule", &REALRegisterModule>(),
+    wrapperOf<"PluginRegisterBackgroundTask", &REALRegisterBackgroundTask, -1>(),
+    wrapperOf<"PluginUnregisterBackgroundTask", &REALUnregisterBackgroundTask>(),
+    wrapperOf<"REALinRuntime", &REALinRuntime>(),
+    wrapperOf<"REALInDebugMode", &REALInDebugMode>(),
+    wrapperOf<"REALYieldToRB", &REALYieldToRB>(),
+    wrapperOf<"PluginCallFunctionWithExceptionHandler", &REALCallFunctionWithExceptionHandler>(),
+    wrapperOf<"REALLockObject", &REALLockObject>(),
+    wrapperOf<"REALUnlockObject", &REALUnlockObject>(),
+    wrapperOf<"PluginNewInstance", overload<NewByName>(&REALnewInstance)>(),
+    wrapperOf<"CreateInstance", overload<NewByClass>(&REALnewInstance)>(),
+    wrapperOf<"pluginObjectType", &REALGetClassRef>(),
+    wrapperOf<"RuntimeObjectIsa", overload<IsA>(&REALObjectIsA)>(),
+    wrapperOf<"PluginGetPluginData", &REALGetPluginData>(),
+    wrapperOf<"GetEventInstance", &REALGetEventInstance>(),
+    wrapperOf<"RuntimeRaiseException", &REALRaiseException>(),
+    wrapperOf<"RuntimeMsgBox", &REALMessageBox>(),
+    wrapperOf<"REALLoadObjectMethod", &REALLoadObjectMethod>(),
+    getter<"REALGetPropValueInt", HostLong>(),
+    getter<"REALGetPropValueBool", HostBoolean>(),
+    getter<"REALGetPropValueString", REALstringStruct*>(),
+    getter<"REALGetPropValueDouble", double>(),
+    getter<"REALGetPropValueObject", REALobjectStruct*>(),
+    getter<"REALGetPropValueInt64", long long>(),
+    getter<"REALGetPropValueUInt64", unsigned long long>(),
+    getter<"REALGetPropValueUInt32", HostULong>(),
+    getter<"REALGetPropValueUInt16", unsigned short>(),
+    getter<"REALGetPropValueInt16", short>(),
+    getter<"REALGetPropValueInt8", char>(),
+    getter<"REALGetPropValueSingle", float>(),
+    setter<"REALSetPropValueInt", HostLong>(),
+    setter<"REALSetPropValueString", REALstringStruct*>(),
+    setter<"REALSetPropValueDouble", double>(),
+    setter<"REALSetPropValueObject", REALobjectStruct*>(),
+    setter<"REALSetPropValueUInt32", HostULong>(),
+    setter<"REALSetPropValueUInt64", unsigned long long>(),
+    setter<"REALSetPropValueInt64", long long>(),
+    setter<"REALSetPropValueBoolean", HostBoolean>(),
+    wrapperOf<"StringToVariant", &REALNewVariantString>(),
+    wrapperOf<"Int32ToVariant", &REALNewVariantInteger>(),
+    wrapperOf<"DoubleToVariant", &REALNewVariantDouble>(),
+    wrapperOf<"BooleanToVariant", &REALNewVariantBoolean>(),
+    wrapperOf<"ColorToVariant", &REALNewVariantColor>(),
+    wrapperOf<"UInt32ToVariant", &REALNewVariantUInt32>(),
+    wrapperOf<"Int64ToVariant", &REALNewVariantInt64>(),
+    wrapperOf<"UInt64ToVariant", &REALNewVariantUInt64>(),
+    wrapperOf<"SingleToVariant", &REALNewVariantSingle>(),
+    wrapperOf<"REALBuildString", &originalREALBuildString>(),
+    wrapperOf<"REALLockString", &REALLockString>(),
+    wrapperOf<"REALUnlockString", &REALUnlockString>(),
+    wrapperOf<"REALSetStringEncoding", &REALSetStringEncoding>(),
+    wrapperOf<"REALGetStringEncoding", &REALGetStringEncoding>(),
+    wrapperOf<"RuntimeStringCompare", &REALCompareStrings>(),
+    wrapperOf<"RuntimeAddString", &REALAddStrings>(),
+    wrapperOf<"REALConvertString", &REALConvertString>(),
+    wrapperOf<"REALGetFontEncoding", &REALGetFontEncoding>(),
+    wrapperOf<"newPicture", &REALNewPicture>(),
+    wrapperOf<"pluginPictureGraphicsGetter", &REALGetPictureGraphics>(),
+    wrapperOf<"REALLockPictureDescription", overload<LockAs>(&REALLockPictureDescription)>(),
+    wrapperOf<"lockPictureDescription", overload<LockAny>(&REALLockPictureDescription)>(),
+    wrapperOf<"unlockPictureDescription", &REALUnlockPictureDescription>(),
+    wrapperOf<"REALPictureClearCache", &REALPictureClearCache>(),
+    wrapperOf<"REALBuildPictureFromBuffer", &REALBuildPictureFromBuffer>(),
+    wrapperOf<"REALBuildPictureFromGWorld", &REALBuildPictureFromGWorld>(),
+    wrapperOf<"REALGetPictureMask", &REALGetPictureMask>(),
+    wrapperOf<"REALDrawPicturePrimitive", overload<DrawPrimitive>(&REALDrawPicturePrimitive)>(),
+    wrapperOf<"RuntimeGraphicsDrawString", &REALGraphicsDrawString>(),
+    wrapperOf<"RuntimeGraphicsDrawLine", &GraphicsDrawLine>(),
+    wrapperOf<"REALGraphicsDC", &REALGraphicsDC>(),
+    wrapperOf<"REALGetGraphicsOrigin", &REALGetGraphicsOrigin>(),
+    wrapperOf<"REALSetGraphicsOrigin", &REALSetGraphicsOrigin>(),
+    wrapperOf<"newMemoryBlock", &REALNewMemoryBlock>(),
+    wrapperOf<"memoryBlockGetPtr", &REALMemoryBlockGetPtr>(),
+    wrapperOf<"memoryBlockGetSize", &REALMemoryBlockGetSize>(),
+    wrapperOf<"PtrToMemoryBlock", &REALPtrToMemoryBlock>(),
+    wrapperOf<"GetControlBounds", &REALGetControlBounds>(),
+    wrapperOf<"REALGetControlGraphics", &REALGetControlGraphics>(),
+    wrapperOf<"getControlWindow", &REALGetControlWindow>(),
+    wrapperOf<"GetTabPanelVisible", &REALGetTabPanelVisible>(),
+    wrapperOf<"REALpathFromFolderItem", &REALpathFromFolderItem>(),
+    wrapperOf<"RuntimeUBound", &REALGetArrayUBound>(),
+    wrapperOf<"RuntimeDirectReadIntArray", &REALGetArrayInt>(),
+    wrapperOf<"RuntimeDirectReadStringArray", &REALGetArrayString>(),
+    wrapperOf<"RuntimeDirectReadObjectArray", &REALGetArrayObject>(),
+    wrapperOf<"RuntimeArrayCreateSingleDimBoundedArray", &REALCreateArray>()};
+
+/// What the resolver knows: one service, and how often it was asked.
+struct Offer {
+  std::string_view name;
+  void* entry = nullptr;
+} offer;
+int asked;
+
+void* resolveOffer(const char* name) {
+  ++asked;
+  return name == offer.name ? offer.entry : nullptr;
+}
+
+TEST(HostServices, EveryWrapperForwardsAndAnswersWithoutItsService) {
+  for (const Wrapper& wrapper : kWrappers) {
+    SCOPED_TRACE(wrapper.service);
+    gResolver = nullptr;
+    Wrapper::Outcome outcome = wrapper.call();
     EXPECT_TRUE(!outcome.entered && outcome.resultRight) << "without a resolver";
 
-    bare.connect();
-    bare.offer("nothing", nullptr);
-    BareProbe::asked = 0;
+    gResolver = &resolveOffer;
+    offer = {};
+    asked = 0;
     wrapper.call();
     outcome = wrapper.call();
     EXPECT_TRUE(!outcome.entered && outcome.resultRight) << "without the service";
-    EXPECT_EQ(BareProbe::asked, 2) << "a missing service is asked for at each call";
+    EXPECT_EQ(asked, 2) << "a missing service is asked for at each call";
 
-    bare.offer(wrapper.entryName, wrapper.entry);
-    BareProbe::asked = 0;
+    offer = {wrapper.service, wrapper.entry};
+    asked = 0;
     outcome = wrapper.call();
     EXPECT_TRUE(outcome.entered && outcome.argumentsRight && outcome.resultRight);
-    bare.offer("nothing", nullptr);
+    offer = {};
     outcome = wrapper.call();
     EXPECT_TRUE(outcome.entered && outcome.resultRight) << "once found, a service stays";
-    EXPECT_EQ(BareProbe::asked, 1);
+    EXPECT_EQ(asked, 1);
   }
 }
 
 TEST(HostServices, HostFunctionsCalledDirectlyOrNotAtAll) {
-  const BareProbe bare;
-  bare.connect();
+  gResolver = &resolveOffer;
   int calls = 0;
   const auto count = [](void* data) { ++*static_cast<int*>(data); };
-  EXPECT_EQ(bare.probe->services.callWithExceptionHandler(count, &calls), 0);
+  EXPECT_EQ(REALCallFunctionWithExceptionHandler(count, &calls), 0);
   EXPECT_EQ(calls, 1);
 
-  BareProbe::asked = 0;
-  EXPECT_EQ(bare.probe->services.newInstanceOf(nullptr), nullptr);
-  EXPECT_EQ(BareProbe::asked, 0);
+  asked = 0;
+  EXPECT_EQ(REALnewInstance(static_cast<REALclassRefStruct*>(nullptr)), nullptr);
+  EXPECT_EQ(asked, 0);
 
   static void* first;
   static std::string_view second;
@@ -94,8 +278,8 @@ TEST(HostServices, HostFunctionsCalledDirectlyOrNotAtAll) {
     return &first;
   };
   first = &first;
-  bare.offer("REALLoadGlobalMethod", reinterpret_cast<void*>(load));
-  EXPECT_EQ(bare.probe->services.loadFrameworkMethod("Beep"), &first);
+  offer = {"REALLoadGlobalMethod", reinterpret_cast<void*>(load)};
+  EXPECT_EQ(REALLoadFrameworkMethod("Beep"), &first);
   EXPECT_EQ(first, nullptr);
   EXPECT_EQ(second, "Beep");
 }
@@ -109,7 +293,7 @@ class StringData : public testing::Test {
   // What the routine gives for the text; "-" when it refuses.
   std::string fetch(const host::StringRef& string, HostULong encoding) {
     REALstringData data{};
-    if (!setup.probe.services.getStringData(string.handle(), encoding, &data)) {
+    if (!REALGetStringData(string.handle(), encoding, &data)) {
       EXPECT_EQ(data.data, nullptr);
       return "-";
     }
@@ -117,11 +301,11 @@ class StringData : public testing::Test {
     const char* bytes = static_cast<const char*>(data.data);
     EXPECT_EQ(std::string_view(bytes + data.length, 4), std::string_view("\0\0\0\0", 4));
     std::string text(bytes, static_cast<size_t>(data.length));
-    setup.probe.services.disposeStringData(&data);
+    REALDisposeStringData(&data);
     return text;
   }
 
-  ProbeHost setup{host::Settings{}};
+  LinkedHost setup{host::Settings{}};
   host::StringRef grey = setup.host.newString("gr\xC3\xBC", kEncodingUTF8);
   host::StringRef none = setup.host.newString("", kEncodingUTF8);
 };
@@ -146,16 +330,16 @@ TEST_F(StringData, IsCopiedOrConvertedOnHostsWithoutTheService) {
   EXPECT_EQ(fetch(nullptr, kEncodingUTF8), "-");
 }
 
-TEST_F(StringData, IsRefusedWhenAPieceOfTheWayIsMissing) {
-  for (const char* name : {"StringGetCString", "LenB", "REALLoadGlobalMethod"}) {
-    ProbeHost other{host::Settings{}};
-    for (const char* service : kStringDataServices) other.host.withhold(service);
-    other.host.withhold(name);
-    const host::StringRef text = other.host.newString("text");
-    REALstringData data{};
-    EXPECT_FALSE(other.probe.services.getStringData(text.handle(), kEncodingNone, &data)) << name;
-  }
+class StringDataPieces : public StringData, public testing::WithParamInterface<const char*> {};
+
+TEST_P(StringDataPieces, AreNeededAll) {
+  for (const char* name : kStringDataServices) setup.host.withhold(name);
+  setup.host.withhold(GetParam());
+  EXPECT_EQ(fetch(grey, kEncodingNone), "-");
 }
+
+INSTANTIATE_TEST_SUITE_P(Missing, StringDataPieces,
+                         testing::Values("StringGetCString", "LenB", "REALLoadGlobalMethod"));
 
 TEST_F(StringData, IsRefusedWithoutAConversionThatIsNeeded) {
   for (const char* name : kStringDataServices) setup.host.withhold(name);
@@ -175,105 +359,93 @@ TEST_F(StringData, TakesStringsForMacRomanOnHostsThatCannotTell) {
 
 // --- Array elements -----------------------------------------------------------------------------
 
-template <typename T>
-struct ElementCase {
-  ElementProbe<T> Probe::Services::*routines;
-  host::ElementType type;
-  T a, b;
-  bool readableInStorage = true;
+class ArrayElements : public testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    if (served) return;
+    for (const char* name : {"RuntimeArrayDirectGetInsertProc", "RuntimeArrayDirectGetGetProc",
+                             "RuntimeArrayDirectGetSetProc"}) {
+      setup.host.withhold(name);
+    }
+  }
+
+  template <bool inserts, bool sets, typename T>
+  void check(host::ElementType type, T a) {
+    constexpr T b = 7;
+    const bool readable = served || type != host::ElementType::kUInt16;
+    const host::ArrayRef array(host::Array::create(setup.host, type, 2));
+    array->set<T>(1, a);
+    T value = b;
+    EXPECT_EQ(REALGetArrayValue(array.handle(), 1, &value), readable);
+    EXPECT_EQ(value, readable ? a : b);
+    EXPECT_EQ(REALGetArrayValue(array.handle(), 1, static_cast<T*>(nullptr)), readable);
+    if constexpr (sets) {
+      REALSetArrayValue(array.handle(), 2, b);
+      EXPECT_EQ(array->get<T>(2), b);
+      EXPECT_EQ(array->get<T>(1), a);
+    }
+    if constexpr (inserts) {
+      REALInsertArrayValue(array.handle(), 0, b);
+      EXPECT_EQ(array->get<T>(0), served ? b : T());
+    }
+  }
+  void checkAll() {
+    using E = host::ElementType;
+    check<true, true, long long>(E::kInt64, -0x123456789ALL);
+    check<true, true, HostLong>(E::kInt32, -5);
+    check<true, true, unsigned long long>(E::kUInt64, 1ULL << 63);
+    check<true, true, HostULong>(E::kUInt32, 0x80000001);
+    check<true, false, unsigned short>(E::kUInt16, 0xFEDC);
+    check<false, false, unsigned char>(E::kUInt8, 0xFE);
+    check<true, false, float>(E::kSingle, -1.5F);
+    check<true, true, double>(E::kDouble, 1e300);
+  }
+
+  const bool served = GetParam();
+  LinkedHost setup{host::Settings{}};
 };
 
-template <typename T>
-void checkNumbers(ProbeHost& setup, const ElementCase<T>& c, bool served) {
-  const bool readable = served || c.readableInStorage;
-  const ElementProbe<T>& element = setup.probe.services.*c.routines;
-  host::Array* array = host::Array::create(setup.host, c.type, 2);
-  const host::ArrayRef owner(array);
-  array->set<T>(1, c.a);
-  T value = c.b;
-  EXPECT_EQ(element.get(owner.handle(), 1, &value), readable);
-  EXPECT_EQ(value, readable ? c.a : c.b);
-  EXPECT_EQ(element.get(owner.handle(), 1, nullptr), readable);
-  if (element.set) {
-    element.set(owner.handle(), 2, c.b);
-    EXPECT_EQ(array->get<T>(2), c.b);
-    EXPECT_EQ(array->get<T>(1), c.a);
-  }
-  if (element.insert) {
-    element.insert(owner.handle(), 0, c.b);
-    EXPECT_EQ(array->get<T>(0), served ? c.b : T());
-  }
-}
-
-void checkAllNumbers(ProbeHost& setup, bool served) {
-  using P = Probe::Services;
-  using E = host::ElementType;
-  const long long big = -0x123456789ALL;
-  checkNumbers<long long>(setup, {&P::int64, E::kInt64, big, 7}, served);
-  checkNumbers<HostLong>(setup, {&P::int32, E::kInt32, -5, 7}, served);
-  checkNumbers<unsigned long long>(setup, {&P::uint64, E::kUInt64, 1ULL << 63, 7}, served);
-  checkNumbers<HostULong>(setup, {&P::uint32, E::kUInt32, 0x80000001, 7}, served);
-  checkNumbers<unsigned short>(setup, {&P::uint16, E::kUInt16, 0xFEDC, 7, false}, served);
-  checkNumbers<unsigned char>(setup, {&P::uint8, E::kUInt8, 0xFE, 7}, served);
-  checkNumbers<float>(setup, {&P::single, E::kSingle, -1.5F, 7}, served);
-  checkNumbers<double>(setup, {&P::real, E::kDouble, 1e300, 7}, served);
-}
-
-constexpr const char* kElementServices[] = {"RuntimeArrayDirectGetInsertProc",
-                                            "RuntimeArrayDirectGetGetProc",
-                                            "RuntimeArrayDirectGetSetProc"};
-
-TEST(ArrayElements, GoThroughTheHostsRoutines) {
-  ProbeHost setup{host::Settings{}};
-  checkAllNumbers(setup, true);
-}
-
-TEST(ArrayElements, AreReachedInStorageOnHostsWithoutThem) {
-  ProbeHost setup{host::Settings{}};
-  for (const char* name : kElementServices) setup.host.withhold(name);
-  checkAllNumbers(setup, false);
-  // The fallback keeps the place of the service; what has none is asked for again.
+TEST_P(ArrayElements, GoThroughTheHostsRoutinesOrTheStorage) {
+  checkAll();
+  // A fallback keeps the place of its service; what has none is asked for again.
   const int reads = setup.host.resolutions("RuntimeArrayDirectGetGetProc");
   const int inserts = setup.host.resolutions("RuntimeArrayDirectGetInsertProc");
-  checkAllNumbers(setup, false);
-  EXPECT_EQ(setup.host.resolutions("RuntimeArrayDirectGetGetProc"), reads + 2) << "16-bit only";
-  EXPECT_EQ(setup.host.resolutions("RuntimeArrayDirectGetInsertProc"), inserts + 7);
+  checkAll();
+  EXPECT_EQ(setup.host.resolutions("RuntimeArrayDirectGetGetProc") - reads, served ? 0 : 2)
+      << "16 bits only";
+  EXPECT_EQ(setup.host.resolutions("RuntimeArrayDirectGetInsertProc") - inserts, served ? 0 : 7);
 }
 
-TEST(ArrayElements, KeepTheReferencesOfStringsAndObjectsExact) {
-  for (const bool served : {true, false}) {
-    ProbeHost setup{host::Settings{}};
-    if (!served) {
-      for (const char* name : kElementServices) setup.host.withhold(name);
-    }
-    const host::StringRef text = setup.host.newString("text");
-    const host::ArrayRef strings(host::Array::create(setup.host, host::ElementType::kString, 0));
-    const auto& string = setup.probe.services.string;
-    string.set(strings.handle(), 0, text.handle());
-    REALstringStruct* read = nullptr;
-    EXPECT_TRUE(string.get(strings.handle(), 0, &read));
-    EXPECT_EQ(host::Host::adopt<host::String>(read), text);
-    // An element may be set to itself where nobody else holds it.
-    string.set(strings.handle(), 0, setup.host.newString("own").handle());
-    EXPECT_TRUE(string.get(strings.handle(), 0, &read));
-    setup.host.as<host::String>(read)->unlock();
-    string.set(strings.handle(), 0, read);
-    EXPECT_TRUE(string.get(strings.handle(), 0, &read));
-    EXPECT_EQ(host::Host::adopt<host::String>(read)->bytes(), "own");
-    string.set(strings.handle(), 0, nullptr);
-    EXPECT_TRUE(string.get(strings.handle(), 0, &read));
-    EXPECT_EQ(read, nullptr);
+TEST_P(ArrayElements, KeepTheReferencesOfStringsAndObjectsExact) {
+  const host::StringRef text = setup.host.newString("text");
+  const host::ArrayRef strings(host::Array::create(setup.host, host::ElementType::kString, 0));
+  const auto set = [&](REALstringStruct* string) {
+    REALSetArrayValue(strings.handle(), 0, string);
+  };
+  const auto get = [&] {
+    REALstringStruct* string = nullptr;
+    EXPECT_TRUE(REALGetArrayValue(strings.handle(), 0, &string));
+    return host::Host::adopt<host::String>(string);
+  };
+  set(text.handle());
+  EXPECT_EQ(get(), text);
+  // An element may be set to itself where nobody else holds it.
+  set(setup.host.newString("own").handle());
+  set(get().handle());
+  EXPECT_EQ(get()->bytes(), "own");
+  set(nullptr);
+  EXPECT_FALSE(get());
 
-    const auto object = setup.host.newObject("Thing");
-    const host::ArrayRef objects(host::Array::create(setup.host, host::ElementType::kObject, 1));
-    const auto& element = setup.probe.services.object;
-    element.set(objects.handle(), 1, object.as<REALobjectStruct>());
-    REALobjectStruct* found = nullptr;
-    EXPECT_TRUE(element.get(objects.handle(), 1, &found));
-    EXPECT_EQ(host::Host::adopt<host::Object>(found).get(), object.get());
-    EXPECT_FALSE(element.get(nullptr, 0, &found));
-    EXPECT_TRUE(setup.host.accounts().empty()) << setup.host.accounts().front();
-  }
+  const auto object = setup.host.newObject("Thing");
+  const host::ArrayRef objects(host::Array::create(setup.host, host::ElementType::kObject, 1));
+  REALSetArrayValue(objects.handle(), 1, object.as<REALobjectStruct>());
+  REALobjectStruct* found = nullptr;
+  EXPECT_TRUE(REALGetArrayValue(objects.handle(), 1, &found));
+  EXPECT_EQ(host::Host::adopt<host::Object>(found).get(), object.get());
+  EXPECT_FALSE(REALGetArrayValue(nullptr, 0, &found));
 }
+
+INSTANTIATE_TEST_SUITE_P(Hosts, ArrayElements, testing::Values(true, false),
+                         [](const auto& served) { return served.param ? "served" : "unserved"; });
 
 }  // namespace

@@ -1,7 +1,9 @@
+#include "frame/ValueHelpers.h"
+
 #include <cstring>
 #include <ctime>
 
-#include "ProbeHost.h"
+#include "Support.h"
 
 namespace {
 
@@ -16,11 +18,10 @@ class ValueHelpers : public testing::Test {
   static StringRef adopt(REALstringStruct* string) { return Host::adopt<host::String>(string); }
 
   StringRef build(const void* data, int byteLength, HostULong encoding) {
-    return adopt(values.buildUnicodeString(data, byteLength, encoding));
+    return adopt(REALBuildUnicodeString(data, byteLength, encoding));
   }
 
-  ProbeHost setup{host::Settings{}};
-  const Probe::Values& values = setup.probe.values;
+  LinkedHost setup{host::Settings{}};
 };
 
 // --- Building strings ---------------------------------------------------------------------------
@@ -67,7 +68,7 @@ TEST_F(ValueHelpers, UTF32BecomesTheLowHalvesOfItsUnits) {
 
 TEST_F(ValueHelpers, TextEndsAtItsZeroOrItsLimit) {
   const auto text = [&](const char* bytes, int max) {
-    const StringRef string = adopt(values.cString(bytes, kEncodingASCII, max));
+    const StringRef string = adopt(CString2RBmax(bytes, kEncodingASCII, max));
     return string ? std::string(string->bytes()) : "-";
   };
   EXPECT_EQ(text("abc", 0), "abc");
@@ -82,11 +83,11 @@ TEST_F(ValueHelpers, TextEndsAtItsZeroOrItsLimit) {
   EXPECT_EQ(text(reinterpret_cast<const char*>(block->data()), 2), "ab");
 
   const unsigned short units[] = {0x47, 0x20AC, 0};
-  EXPECT_EQ(adopt(values.utf16(units))->utf8(), "G\xE2\x82\xAC");
-  EXPECT_EQ(adopt(values.utf32(L"G\x20AC"))->utf8(), "G\xE2\x82\xAC");
-  EXPECT_EQ(values.utf16(nullptr), nullptr);
-  EXPECT_EQ(values.utf32(nullptr), nullptr);
-  EXPECT_EQ(values.utf32(L""), nullptr);
+  EXPECT_EQ(adopt(UnicodeCString2RB(units))->utf8(), "G\xE2\x82\xAC");
+  EXPECT_EQ(adopt(UnicodeCString2RB(L"G\x20AC"))->utf8(), "G\xE2\x82\xAC");
+  EXPECT_EQ(UnicodeCString2RB(static_cast<const unsigned short*>(nullptr)), nullptr);
+  EXPECT_EQ(UnicodeCString2RB(static_cast<const wchar_t*>(nullptr)), nullptr);
+  EXPECT_EQ(UnicodeCString2RB(L""), nullptr);
 }
 
 // --- Encodings ----------------------------------------------------------------------------------
@@ -96,13 +97,13 @@ TEST_F(ValueHelpers, FastConversionConvertsOnlyWhenNeeded) {
   const StringRef latin = setup.host.newString("\xFC", kEncodingWindowsLatin1);
   for (const HostULong encoding :
        {kEncodingASCII, kEncodingWindowsLatin1, kEncodingUTF8, kEncodingMacRoman}) {
-    EXPECT_EQ(adopt(values.convertFast(ascii.handle(), encoding)), ascii) << encoding;
+    EXPECT_EQ(adopt(REALConvertStringFast(ascii.handle(), encoding)), ascii) << encoding;
   }
-  EXPECT_EQ(adopt(values.convertFast(latin.handle(), kEncodingWindowsLatin1)), latin);
+  EXPECT_EQ(adopt(REALConvertStringFast(latin.handle(), kEncodingWindowsLatin1)), latin);
   EXPECT_EQ(setup.host.callCount("REALConvertString"), 0);
-  EXPECT_EQ(adopt(values.convertFast(latin.handle(), kEncodingUTF8))->bytes(), "\xC3\xBC");
-  EXPECT_EQ(adopt(values.convertFast(ascii.handle(), kEncodingUTF16))->bytes().size(), 6u);
-  EXPECT_EQ(values.convertFast(nullptr, kEncodingUTF8), nullptr);
+  EXPECT_EQ(adopt(REALConvertStringFast(latin.handle(), kEncodingUTF8))->bytes(), "\xC3\xBC");
+  EXPECT_EQ(adopt(REALConvertStringFast(ascii.handle(), kEncodingUTF16))->bytes().size(), 6u);
+  EXPECT_EQ(REALConvertStringFast(nullptr, kEncodingUTF8), nullptr);
 }
 
 TEST_F(ValueHelpers, LowestEncodingIsASCIIForSevenBitText) {
@@ -122,18 +123,18 @@ TEST_F(ValueHelpers, LowestEncodingIsASCIIForSevenBitText) {
   };
   for (const auto& c : cases) {
     const StringRef string = setup.host.newString(c.text, c.encoding);
-    EXPECT_EQ(values.lowestEncoding(string.handle()), c.lowest) << c.text << c.encoding;
+    EXPECT_EQ(REALGetLowestStringEncoding(string.handle()), c.lowest) << c.text << c.encoding;
   }
-  EXPECT_EQ(values.lowestEncoding(nullptr), kEncodingASCII);
+  EXPECT_EQ(REALGetLowestStringEncoding(nullptr), kEncodingASCII);
 }
 
 TEST_F(ValueHelpers, FourCharacterCodesGoBothWays) {
   const auto code = [&](std::string_view text, HostULong encoding = kEncodingMacRoman) {
-    return values.toOSType(setup.host.newString(text, encoding).handle());
+    return REALstringToOSType(setup.host.newString(text, encoding).handle());
   };
   EXPECT_EQ(code("ABCDE"), 0x41424344U);
   EXPECT_EQ(code(""), 0x20202020U);
-  EXPECT_EQ(values.toOSType(nullptr), 0x20202020U);
+  EXPECT_EQ(REALstringToOSType(nullptr), 0x20202020U);
   EXPECT_EQ(code("AB"), 0x41422020U);
   EXPECT_EQ(code("\xC3\xBC"
                  "ABC",
@@ -144,7 +145,7 @@ TEST_F(ValueHelpers, FourCharacterCodesGoBothWays) {
   EXPECT_EQ(code("\xFF\x80 x", kEncodingUTF8), 0xFF802078U) << "unconverted when that fails";
 
   for (const HostULong value : {0x41424344U, 0x00FF0041U, kFirstBit}) {
-    const StringRef string = adopt(values.fromOSType(value));
+    const StringRef string = adopt(REALBuildOSTypeString(value));
     ASSERT_TRUE(string);
     const std::string_view bytes = string->bytes();
     const bool ascii = (value & 0x80808080) == 0;
@@ -159,7 +160,7 @@ TEST_F(ValueHelpers, FourCharacterCodesGoBothWays) {
 
 TEST_F(ValueHelpers, ExceptionsAreRaisedAndThenGetTheirMessage) {
   setup.host.clearCalls();
-  values.raiseException("OutOfBoundsException", "too far");
+  RaiseException("OutOfBoundsException", "too far");
   auto raised = setup.host.takeException();
   ASSERT_TRUE(raised);
   EXPECT_EQ(raised->className, "OutOfBoundsException");
@@ -170,21 +171,21 @@ TEST_F(ValueHelpers, ExceptionsAreRaisedAndThenGetTheirMessage) {
                                           "REALSetStringEncoding", "RuntimeRaiseException",
                                           "REALSetPropValueString", "REALUnlockString"));
 
-  values.raiseException("NoSuchException", "text");
+  RaiseException("NoSuchException", "text");
   raised = setup.host.takeException();
   ASSERT_TRUE(raised);
   EXPECT_EQ(raised->className, "NilObjectException");
   EXPECT_EQ(raised->message, "text");
 
   for (const char* message : {static_cast<const char*>(nullptr), ""}) {
-    values.raiseException("NilObjectException", message);
+    RaiseException("NilObjectException", message);
     raised = setup.host.takeException();
     ASSERT_TRUE(raised);
     EXPECT_TRUE(raised->messageNil);
   }
 
   setup.host.failFrom("PluginNewInstance");
-  values.raiseException("NilObjectException", "text");
+  RaiseException("NilObjectException", "text");
   EXPECT_FALSE(setup.host.takeException());
 }
 
@@ -195,57 +196,57 @@ TEST_F(ValueHelpers, TellObjectsApart) {
   const auto item = setup.host.newObject("FolderItem");
   const auto exception = setup.host.newInstance("NilObjectException");
   auto* blockHandle = block.as<REALobjectStruct>();
-  EXPECT_TRUE(values.isMemoryBlock(blockHandle));
-  EXPECT_FALSE(values.isMemoryBlock(item.handle()));
-  EXPECT_TRUE(values.isFolderItem(item.handle()));
-  EXPECT_FALSE(values.isFolderItem(blockHandle));
-  EXPECT_TRUE(values.isA(exception.handle(), "RuntimeException"));
-  EXPECT_FALSE(values.isA(exception.handle(), "OutOfBoundsException"));
-  EXPECT_FALSE(values.isA(exception.handle(), "NoSuchClass"));
-  EXPECT_FALSE(values.isA(nullptr, "Object"));
+  EXPECT_TRUE(IsMemoryBlock(blockHandle));
+  EXPECT_FALSE(IsMemoryBlock(item.handle()));
+  EXPECT_TRUE(IsFolderItem(item.handle()));
+  EXPECT_FALSE(IsFolderItem(blockHandle));
+  EXPECT_TRUE(REALObjectIsA(exception.handle(), "RuntimeException"));
+  EXPECT_FALSE(REALObjectIsA(exception.handle(), "OutOfBoundsException"));
+  EXPECT_FALSE(REALObjectIsA(exception.handle(), "NoSuchClass"));
+  EXPECT_FALSE(REALObjectIsA(nullptr, "Object"));
 }
 
 TEST_F(ValueHelpers, BlocksHoldACopy) {
   const auto adoptBlock = [](REALmemoryBlockStruct* block) {
     return Host::adopt<host::MemoryBlock>(block);
   };
-  const host::BlockRef block = adoptBlock(values.buildMemoryBlock("bytes", 5));
+  const host::BlockRef block = adoptBlock(REALBuildMemoryblock("bytes", 5));
   ASSERT_TRUE(block);
   EXPECT_EQ(memcmp(block->data(), "bytes", 5), 0);
   EXPECT_EQ(block->size(), 5);
-  EXPECT_FALSE(adoptBlock(values.buildMemoryBlock(nullptr, 5)));
-  EXPECT_FALSE(adoptBlock(values.buildMemoryBlock("bytes", 0)));
-  EXPECT_FALSE(adoptBlock(values.buildMemoryBlock("bytes", -1)));
+  EXPECT_FALSE(adoptBlock(REALBuildMemoryblock(nullptr, 5)));
+  EXPECT_FALSE(adoptBlock(REALBuildMemoryblock("bytes", 0)));
+  EXPECT_FALSE(adoptBlock(REALBuildMemoryblock("bytes", -1)));
   for (const char* service : {"newMemoryBlock", "memoryBlockGetPtr"}) {
     setup.host.failCall(service);
-    EXPECT_FALSE(adoptBlock(values.buildMemoryBlock("bytes", 5))) << service;
+    EXPECT_FALSE(adoptBlock(REALBuildMemoryblock("bytes", 5))) << service;
   }
   setup.host.settings.lies.moreBytes = -1;
-  EXPECT_FALSE(adoptBlock(values.buildMemoryBlock("bytes", 5))) << "a byte short";
+  EXPECT_FALSE(adoptBlock(REALBuildMemoryblock("bytes", 5))) << "a byte short";
 }
 
 TEST_F(ValueHelpers, DebugLogWritesUTF8Lines) {
   const StringRef latin = setup.host.newString("gr\xFC", kEncodingWindowsLatin1);
   const StringRef utf8 = setup.host.newString("\xE2\x82\xAC", kEncodingUTF8);
   testing::internal::CaptureStderr();
-  values.debugLog(latin.handle());
-  values.debugLog(utf8.handle());
-  values.debugLog(nullptr);
+  DebugLog(latin.handle());
+  DebugLog(utf8.handle());
+  DebugLog(nullptr);
   setup.host.failCall("REALConvertString");
-  values.debugLog(latin.handle());
+  DebugLog(latin.handle());
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "gr\xC3\xBC\n\xE2\x82\xAC\n\n\n");
 }
 
 TEST_F(ValueHelpers, TicksAreSixtiethsOfACalendarSecond) {
   const auto before = static_cast<uint32_t>(time(nullptr));
-  const auto ticks = static_cast<uint32_t>(values.tickCount());
+  const auto ticks = static_cast<uint32_t>(TickCount());
   const auto after = static_cast<uint32_t>(time(nullptr));
   EXPECT_TRUE(ticks == before * 60U || ticks == after * 60U) << ticks;
 }
 
 TEST_F(ValueHelpers, PlainPrimitiveDrawingIsNotTransparent) {
   setup.host.clearCalls();
-  values.drawPrimitive(nullptr, nullptr, nullptr);
+  REALDrawPicturePrimitive(nullptr, nullptr, nullptr);
   ASSERT_EQ(setup.host.calls().size(), 1u);
   EXPECT_EQ(setup.host.calls()[0].arguments.back(), "0");
 }

@@ -1,11 +1,11 @@
+#include "operations/SampleRendering.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <string>
 
 #include "Support.h"
-#include "picture/PictureEditor.h"
-#include "probe/Probe.h"
 
 namespace {
 
@@ -254,25 +254,19 @@ std::string rowsOf(const PictureRef& picture, int x, Color color) {
 // --- Lines --------------------------------------------------------------------------------------
 
 Pixels drawnLine(PluginHost& setup, int size, int x0, int y0, int x1, int y1) {
-  const auto* probe = static_cast<const Probe*>(setup.plugin.symbol("zvkProbe"));
   const Rgb color = rgbOf(kOutline.rgb);
-  *probe->waveform.outlineRed = color.red;
-  *probe->waveform.outlineGreen = color.green;
-  *probe->waveform.outlineBlue = color.blue;
+  gOutLineColorR = color.red, gOutLineColorG = color.green, gOutLineColorB = color.blue;
   const PictureRef picture = setup.host.newPicture(size, size);
-  using Open = HostBoolean(PictureEditor&, REALpictureStruct*) noexcept;
-  using Close = void(PictureEditor&) noexcept;
   PictureEditor editor;
-  EXPECT_TRUE(setup.plugin.routine<Open>(
-      "_Z16GetPictureEditorR13PictureEditorP17REALpictureStruct")(editor, picture.handle()));
-  probe->waveform.drawWuLine(editor, x0, y0, x1, y1);
-  setup.plugin.routine<Close>("_Z18ClosePictureEditorR13PictureEditor")(editor);
+  EXPECT_TRUE(GetPictureEditor(editor, picture.handle()));
+  DrawWuLine(editor, x0, y0, x1, y1);
+  ClosePictureEditor(editor);
   return colors(picture);
 }
 
 // Most of the lines lie partly or far outside.
 TEST(WuLine, DrawsEveryDirectionAsTheAccumulatorDoes) {
-  PluginHost setup(host::PictureOptions{}, ZVK_PROBE_FILE);
+  LinkedHost setup(host::PictureOptions{});
   std::mt19937 random(5);
   for (int i = 0; i < 600; ++i) {
     const int reach = i % 4 == 0 ? 30'000 : 40;

@@ -3,7 +3,9 @@
 #include <cmath>
 #include <limits>
 
-#include "ProbeHost.h"
+#include "Support.h"
+#include "frame/HostState.h"
+#include "picture/PictureHelpers.h"
 
 namespace {
 
@@ -64,22 +66,20 @@ class PictureEditorTest : public LayoutTest {
            Texts{"REALLockObject " + picture};
   }
 
-  ProbeHost setup{GetParam().options};
-  const Probe::Editors& editors = setup.probe.editors;
+  LinkedHost setup{GetParam().options};
   Pixels pixels;
   PictureEditor e;
 };
 
 // What a program that only knows the editor's fields and routines reads.
-Pixels readThrough(const Probe::Editors& editors, PictureEditor& e) {
+Pixels readThrough(PictureEditor& e) {
   Pixels result;
   for (int y = 0; y < e.height; ++y) {
     EXPECT_EQ(e.y, y);
     for (int x = 0; x < e.width; ++x) {
       const uint8_t* p = e.row + x * e.bytesPerPixel;
-      result.push_back(static_cast<uint32_t>(p[editors.redOffset(e)] << 16 |
-                                             p[editors.greenOffset(e)] << 8 |
-                                             p[editors.blueOffset(e)]));
+      result.push_back(static_cast<uint32_t>(p[GetRedOffset(e)] << 16 | p[GetGreenOffset(e)] << 8 |
+                                             p[GetBlueOffset(e)]));
     }
     NextRow(e);
   }
@@ -91,14 +91,14 @@ Pixels readThrough(const Probe::Editors& editors, PictureEditor& e) {
 TEST_P(PictureEditorTest, ReaderShowsGeometryAndPixels) {
   const PictureRef picture = source();
   memset(&e, 0xA5, sizeof e);
-  ASSERT_TRUE(editors.plainReader(e, picture.handle()));
+  ASSERT_TRUE(GetPictureReader(e, picture.handle()));
   EXPECT_EQ(e.width, 5);
   EXPECT_EQ(e.height, 3);
   const bool isRecord = setup.options.storage == Storage::kRecord;
   const int format = isRecord ? 8 : isDrawable() ? 11 : setup.options.alpha ? 14 : 15;
   EXPECT_EQ(e.pixelFormat, format);
   EXPECT_EQ(e.bytesPerPixel, format == 11 ? 3 : 4);
-  EXPECT_EQ(e.bytesPerPixel, editors.bytesPerPixel(e));
+  EXPECT_EQ(e.bytesPerPixel, GetBytesPerPixel(e));
   const int padding = format == 15 ? setup.options.paddingWords : 0;
   EXPECT_EQ(e.rowBytes, format == 11 ? 16 : 4 * (5 + padding)) << "pixbuf rows fill whole words";
   EXPECT_EQ(e.hasAlpha != 0, setup.options.alpha);
@@ -108,39 +108,39 @@ TEST_P(PictureEditorTest, ReaderShowsGeometryAndPixels) {
   EXPECT_EQ(e.pixbuf != nullptr, format == 11);
   EXPECT_EQ(e.rowTable != nullptr, format == 8);
   EXPECT_EQ(e.row, e.base);
-  EXPECT_EQ(readThrough(editors, e), colors(picture));
+  EXPECT_EQ(readThrough(e), colors(picture));
   EXPECT_EQ(e.y, 3);
   EXPECT_EQ(e.row, e.base) << "behind the last row the cursor is back on row 0";
   NextRow(e);
   EXPECT_EQ(e.row, e.base);
   EXPECT_EQ(e.y, 4);
-  editors.closeReader(e);
+  ClosePictureReader(e);
   EXPECT_EQ(e.picture, nullptr);
   EXPECT_EQ(e.pixbuf, nullptr);
   EXPECT_EQ(picture->cacheClears(), 0);
-  editors.closeReader(e);
-  editors.closeEditor(e);
-  editors.freeWriter(e);
+  ClosePictureReader(e);
+  ClosePictureEditor(e);
+  FreePictureWriter(e);
 }
 
 TEST_P(PictureEditorTest, ReadersAskTheHostInOrder) {
   const PictureRef picture = source();
   const std::string name = picture->name();
   setup.host.clearCalls();
-  ASSERT_TRUE(editors.plainReader(e, picture.handle()));
+  ASSERT_TRUE(GetPictureReader(e, picture.handle()));
   const Texts classes = {"pluginObjectType \"Application\"", "pluginObjectType \"WebApplication\"",
                          "pluginObjectType \"ConsoleApplication\""};
   EXPECT_EQ(shortCalls(setup.host), classes + opening(name));
   setup.host.clearCalls();
-  editors.closeReader(e);
+  ClosePictureReader(e);
   EXPECT_THAT(shortCalls(setup.host),
               ElementsAre("unlockPictureDescription " + name, "REALUnlockObject " + name));
 
   setup.host.clearCalls();
-  ASSERT_TRUE(editors.reader(e, picture.handle(), 0, 1));
+  ASSERT_TRUE(GetPictureReader(e, picture.handle(), 0, 1));
   EXPECT_EQ(shortCalls(setup.host), opening(name));
   setup.host.clearCalls();
-  editors.closeEditor(e);
+  ClosePictureEditor(e);
   EXPECT_THAT(shortCalls(setup.host),
               ElementsAre("unlockPictureDescription " + name, "REALPictureClearCache " + name,
                           "REALUnlockObject " + name));
@@ -156,25 +156,25 @@ TEST_P(PictureEditorTest, WritersKeepToTheirSizes) {
                                       {32768, 1},
                                       {1, 32768},
                                       {INT32_MIN, INT32_MAX}}) {
-    EXPECT_FALSE(editors.writer(e, width, height)) << width << " x " << height;
+    EXPECT_FALSE(NewPictureWriter(e, width, height)) << width << " x " << height;
     EXPECT_EQ(e.picture, nullptr);
   }
   EXPECT_EQ(setup.host.callCount("newPicture"), 0);
-  EXPECT_FALSE(editors.writer(e, 32767, 32767)) << "the host has no room for it";
+  EXPECT_FALSE(NewPictureWriter(e, 32767, 32767)) << "the host has no room for it";
   EXPECT_EQ(setup.host.callCount("newPicture"), 1);
-  ASSERT_TRUE(editors.writer(e, 32767, 1));
+  ASSERT_TRUE(NewPictureWriter(e, 32767, 1));
   EXPECT_EQ(e.width, 32767);
-  editors.freeWriter(e);
+  FreePictureWriter(e);
 }
 
 TEST_P(PictureEditorTest, TargetsAreWrittenIntoWhereTheyAreLargeEnough) {
   const PictureRef target = source(5, 3);
   const auto opens = [&](REALpictureStruct* picture, int width, int height) {
-    EXPECT_TRUE(editors.writerInto(e, picture, width, height));
+    EXPECT_TRUE(NewPictureWriter(e, picture, width, height));
     const bool inTarget = e.picture == target.handle();
     const bool whole = inTarget ? e.width == 5 && e.height == 3 : e.width == width;
     EXPECT_TRUE(whole && (inTarget || e.height == height));
-    editors.freeWriter(e);
+    FreePictureWriter(e);
     return inTarget;
   };
   EXPECT_EQ(opens(target.handle(), 5, 3), !isDrawable());
@@ -230,15 +230,15 @@ TEST_P(PictureEditorTest, DamagedPicturesAreRefusedAndNothingStaysHeld) {
     SCOPED_TRACE(damage.what);
     const PictureRef picture = source();
     // The kind of application is settled by a good picture first.
-    ASSERT_TRUE(editors.plainReader(e, picture.handle()));
-    editors.closeReader(e);
+    ASSERT_TRUE(GetPictureReader(e, picture.handle()));
+    ClosePictureReader(e);
     damage.inflict(*picture);
-    EXPECT_FALSE(editors.reader(e, picture.handle(), 0, 0));
+    EXPECT_FALSE(GetPictureReader(e, picture.handle(), 0, 0));
     EXPECT_TRUE(e.picture == nullptr && e.pixbuf == nullptr && e.ownBuffer == nullptr);
-    EXPECT_FALSE(editors.editor(e, picture.handle()));
-    EXPECT_TRUE(editors.writerInto(e, picture.handle(), 2, 2)) << "a new picture instead";
+    EXPECT_FALSE(GetPictureEditor(e, picture.handle()));
+    EXPECT_TRUE(NewPictureWriter(e, picture.handle(), 2, 2)) << "a new picture instead";
     EXPECT_NE(e.picture, picture.handle());
-    editors.freeWriter(e);
+    FreePictureWriter(e);
     const bool isLocked = picture->faults.refusedLocks != 0;
     const bool clones =
         isLocked && setup.options.storage == Storage::kCairo && !setup.options.alpha;
@@ -253,36 +253,36 @@ TEST_P(PictureEditorTest, UnreadableAlphaCountsAsNone) {
   const PictureRef picture = source();
   picture->faults.unreadableAlpha = true;
   const bool isAlphaRecord = setup.options.storage == Storage::kRecord && setup.options.alpha;
-  ASSERT_EQ(editors.plainReader(e, picture.handle()) != 0, !isAlphaRecord)
+  ASSERT_EQ(GetPictureReader(e, picture.handle()) != 0, !isAlphaRecord)
       << "without alpha channel the record's first word must be 0";
   EXPECT_EQ(e.hasAlpha, 0);
   if (setup.options.storage == Storage::kCairo) {
     EXPECT_EQ(e.pixelFormat, 15);
   }
-  editors.closeReader(e);
+  ClosePictureReader(e);
 }
 
 TEST(DamagedPicture, HasNoRowsToLookAt) {
-  ProbeHost setup(host::PictureOptions{.storage = Storage::kRecord});
+  LinkedHost setup(host::PictureOptions{.storage = Storage::kRecord});
   const PictureRef picture = setup.host.newPicture(2, 2);
   const host::Memory none(8, host::Placement::kGuarded);
   picture->record()->rowStarts = reinterpret_cast<uint8_t**>(none.data() + 8);
   picture->faults.height = 0;
   PictureEditor e;
-  ASSERT_TRUE(setup.probe.editors.plainReader(e, picture.handle()));
+  ASSERT_TRUE(GetPictureReader(e, picture.handle()));
   EXPECT_EQ(e.base, nullptr);
-  setup.probe.editors.closeReader(e);
+  ClosePictureReader(e);
 }
 
 TEST(DamagedPicture, WithoutSizeIsNothingForGdkToComplainOf) {
   const host::PictureOptions options{.storage = Storage::kDrawable};
   ZVK_NEEDS_STORAGE(options);
-  ProbeHost setup(options);
+  LinkedHost setup(options);
   const PictureRef picture = setup.host.newPicture(2, 2);
   picture->faults.width = 0;
   PictureEditor e;
   testing::internal::CaptureStderr();
-  EXPECT_FALSE(setup.probe.editors.plainReader(e, picture.handle()));
+  EXPECT_FALSE(GetPictureReader(e, picture.handle()));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
@@ -293,13 +293,13 @@ TEST_P(PictureEditorTest, LocksOfOldHostsAreGivenBack) {
   for (const std::optional<double> version : {std::optional<double>(), std::optional(2011.9),
                                               std::optional(2012.0), std::optional(kNoNumber)}) {
     setup.host.settings.version = version;
-    *setup.probe.state.hostVersion = version.value_or(0.0);
+    rbversion = version.value_or(0.0);
     const PictureRef picture = source();
-    ASSERT_TRUE(editors.plainReader(e, picture.handle()));
+    ASSERT_TRUE(GetPictureReader(e, picture.handle()));
     EXPECT_EQ(picture->openLocks(), 1);
-    editors.closeReader(e);
+    ClosePictureReader(e);
     picture->faults.refusedLocks = -1;
-    EXPECT_FALSE(editors.reader(e, picture.handle(), 0, 0));
+    EXPECT_FALSE(GetPictureReader(e, picture.handle(), 0, 0));
     EXPECT_EQ(picture->openLocks(), 0) << version.value_or(0.0);
   }
 }
@@ -325,16 +325,16 @@ TEST(ApplicationDetection, FollowsTheClassesOrTheFirstPicture) {
   for (const auto& c : cases) {
     host::Settings settings = host::Settings::forStorage(c.storage);
     settings.application = c.application;
-    ProbeHost setup(settings);
+    LinkedHost setup(settings);
     const PictureRef picture =
         setup.host.newPicture(2, 2, {.storage = c.storage, .alpha = c.alpha});
     PictureEditor e;
     for (int i = 0; i < 2; ++i) {
-      ASSERT_TRUE(setup.probe.editors.plainReader(e, picture.handle()));
-      setup.probe.editors.closeReader(e);
+      ASSERT_TRUE(GetPictureReader(e, picture.handle()));
+      ClosePictureReader(e);
     }
-    EXPECT_EQ(*setup.probe.state.isDesktop != 0, c.desktop);
-    EXPECT_EQ(*setup.probe.state.isConsole != 0, c.console);
+    EXPECT_EQ(IsDesktop != 0, c.desktop);
+    EXPECT_EQ(IsConsole != 0, c.console);
     EXPECT_EQ(setup.host.callCount("pluginObjectType"), c.lookUps);
   }
 }
@@ -345,14 +345,14 @@ TEST(ApplicationDetection, TheOtherFamilyIsNeverTriedAgain) {
     for (const bool alpha : {false, true}) {
       host::Settings settings = host::Settings::forStorage(first);
       settings.application = ApplicationKind::kNone;
-      ProbeHost setup(settings);
+      LinkedHost setup(settings);
       PictureEditor e;
       const PictureRef picture = setup.host.newPicture(2, 2);
-      ASSERT_TRUE(setup.probe.editors.plainReader(e, picture.handle()));
-      setup.probe.editors.closeReader(e);
+      ASSERT_TRUE(GetPictureReader(e, picture.handle()));
+      ClosePictureReader(e);
       const PictureRef other = setup.host.newPicture(2, 2, {.storage = second, .alpha = alpha});
       setup.host.clearCalls();
-      EXPECT_FALSE(setup.probe.editors.reader(e, other.handle(), 0, 0));
+      EXPECT_FALSE(GetPictureReader(e, other.handle(), 0, 0));
       for (const std::string& call : shortCalls(setup.host)) {
         const bool triesFirst =
             call.find(first == Storage::kCairo ? " 10" : " 12") == std::string::npos;
@@ -368,7 +368,7 @@ class DrawnCopy : public testing::Test {
  protected:
   DrawnCopy() { picture->faults.refusedLocks = -1; }
 
-  ProbeHost setup{host::Settings{}};
+  LinkedHost setup{host::Settings{}};
   const Pixels pixels = randomPixels(6, 4, 3);
   PictureRef picture = setup.host.newPicture(6, 4, pixels, {});
   PictureEditor e;
@@ -376,12 +376,12 @@ class DrawnCopy : public testing::Test {
 
 TEST_F(DrawnCopy, IsReadWhereThePictureCannotBe) {
   setup.host.clearCalls();
-  ASSERT_TRUE(setup.probe.editors.plainReader(e, picture.handle()));
+  ASSERT_TRUE(GetPictureReader(e, picture.handle()));
   EXPECT_NE(e.picture, picture.handle());
-  EXPECT_EQ(readThrough(setup.probe.editors, e), colors(picture));
+  EXPECT_EQ(readThrough(e), colors(picture));
   auto* copy = Host::as<host::Picture>(e.picture);
   EXPECT_EQ(copy->references(), 1) << "the editor's";
-  setup.probe.editors.closeReader(e);
+  ClosePictureReader(e);
   EXPECT_FALSE(copy->alive());
   EXPECT_EQ(setup.host.callCount("newPicture"), 1);
 
@@ -391,18 +391,18 @@ TEST_F(DrawnCopy, IsReadWhereThePictureCannotBe) {
 }
 
 TEST_F(DrawnCopy, IsNotForWritingNorAgainstTheCallersWill) {
-  EXPECT_FALSE(setup.probe.editors.reader(e, picture.handle(), 0, 0));
-  EXPECT_FALSE(setup.probe.editors.reader(e, picture.handle(), 1, 1));
-  EXPECT_FALSE(setup.probe.editors.editor(e, picture.handle()));
+  EXPECT_FALSE(GetPictureReader(e, picture.handle(), 0, 0));
+  EXPECT_FALSE(GetPictureReader(e, picture.handle(), 1, 1));
+  EXPECT_FALSE(GetPictureEditor(e, picture.handle()));
   EXPECT_EQ(setup.host.callCount("newPicture"), 0);
   picture->faults.alpha = true;
-  EXPECT_FALSE(setup.probe.editors.plainReader(e, picture.handle()));
+  EXPECT_FALSE(GetPictureReader(e, picture.handle()));
   EXPECT_EQ(setup.host.callCount("newPicture"), 0) << "drawing would lose the alpha channel";
 }
 
 TEST_F(DrawnCopy, IsMadeOnlyOnce) {
   setup.host.failFrom("REALLockPictureDescription");
-  EXPECT_FALSE(setup.probe.editors.plainReader(e, picture.handle()));
+  EXPECT_FALSE(GetPictureReader(e, picture.handle()));
   EXPECT_EQ(setup.host.callCount("newPicture"), 1);
 }
 
@@ -416,57 +416,54 @@ TEST(AlphaWriter, NeedsAHostThatMakesSuchPictures) {
   for (const auto& c : cases) {
     host::Settings settings;
     settings.version = c.version;
-    ProbeHost setup(settings);
-    const Probe::Editors& editors = setup.probe.editors;
+    LinkedHost setup(settings);
     const PictureRef like = setup.host.newPicture(3, 2, {.alpha = true});
     PictureEditor reader, e;
-    ASSERT_TRUE(editors.plainReader(reader, like.handle()));
-    EXPECT_EQ(editors.writerLike(e, reader) != 0, c.makes) << "no fallback";
-    editors.freeWriter(e);
+    ASSERT_TRUE(GetPictureReader(reader, like.handle()));
+    EXPECT_EQ(NewPictureWriter(e, reader) != 0, c.makes) << "no fallback";
+    FreePictureWriter(e);
     setup.host.clearCalls();
-    EXPECT_FALSE(editors.alphaWriter(e, 40000, 1)) << "more than cairo can do";
+    EXPECT_FALSE(NewPictureWriterWithAlphaChannel(e, 40000, 1)) << "more than cairo can do";
     EXPECT_EQ(setup.host.calls().empty(), !c.makes) << "there is no limit of our own";
-    ASSERT_TRUE(editors.writerMaybeAlpha(e, 3, 2, 1));
+    ASSERT_TRUE(NewPictureWriter(e, 3, 2, 1));
     EXPECT_EQ(e.pixelFormat, c.makes ? 14 : 15);
-    editors.freeWriter(e);
-    ASSERT_TRUE(editors.writerMaybeAlpha(e, 3, 2, 0));
+    FreePictureWriter(e);
+    ASSERT_TRUE(NewPictureWriter(e, 3, 2, 0));
     EXPECT_EQ(e.pixelFormat, 15);
-    editors.freeWriter(e);
-    editors.closeReader(reader);
+    FreePictureWriter(e);
+    ClosePictureReader(reader);
 
-    const Probe::Pictures& pictures = setup.probe.pictures;
-    const auto picture = Host::adopt<host::Picture>(pictures.make(3, 2, 1));
+    const auto picture = Host::adopt<host::Picture>(NewPicture(3, 2, 1));
     ASSERT_TRUE(picture) << "falls back to a plain picture";
     EXPECT_EQ(picture->hasAlpha(), c.makes);
-    EXPECT_EQ(pictures.hasAlpha(picture.handle()) != 0, c.makes);
-    EXPECT_FALSE(Host::adopt<host::Picture>(pictures.make(3, 2, 0))->hasAlpha());
+    EXPECT_EQ(PictureHasAlphaChannel(picture.handle()) != 0, c.makes);
+    EXPECT_FALSE(Host::adopt<host::Picture>(NewPicture(3, 2, 0))->hasAlpha());
     for (const auto& [width, height] : {std::pair(0, 2), {2, 0}, {-1, 2}, {2, -1}}) {
-      EXPECT_FALSE(editors.alphaWriter(e, width, height));
-      EXPECT_EQ(pictures.make(width, height, 1), nullptr);
+      EXPECT_FALSE(NewPictureWriterWithAlphaChannel(e, width, height));
+      EXPECT_EQ(NewPicture(width, height, 1), nullptr);
     }
   }
 }
 
 TEST(AlphaWriter, FailsWithoutInstanceConstructorOrPixels) {
-  ProbeHost setup{host::Settings{}};
+  LinkedHost setup{host::Settings{}};
   PictureEditor e;
   for (const char* service : {"PluginNewInstance", "REALLoadObjectMethod", "Picture.Constructor",
                               "REALLockPictureDescription"}) {
     setup.host.failCall(service);
-    EXPECT_FALSE(setup.probe.editors.alphaWriter(e, 3, 2)) << service;
+    EXPECT_FALSE(NewPictureWriterWithAlphaChannel(e, 3, 2)) << service;
     EXPECT_THAT(setup.host.accounts(), testing::IsEmpty()) << service;
   }
   setup.host.settings.alphaPictures = false;
-  EXPECT_FALSE(setup.probe.editors.alphaWriter(e, 3, 2));
+  EXPECT_FALSE(NewPictureWriterWithAlphaChannel(e, 3, 2));
 }
 
 // --- Buffer writers and the format table --------------------------------------------------------
 
 TEST(BufferWriter, IsBlackAndBecomesAPicture) {
-  ProbeHost setup{host::Settings{}};
-  const Probe::Editors& editors = setup.probe.editors;
+  LinkedHost setup{host::Settings{}};
   PictureEditor e{};
-  ASSERT_TRUE(editors.bufferWriter(e, 3, 2));
+  ASSERT_TRUE(NewPictureWriterLinux(e, 3, 2));
   EXPECT_EQ(e.pixelFormat, 11);
   EXPECT_EQ(e.bytesPerPixel, 3);
   EXPECT_EQ(e.rowBytes, 9);
@@ -475,39 +472,35 @@ TEST(BufferWriter, IsBlackAndBecomesAPicture) {
   e.row[3] = 0x12;
   e.row[4] = 0x34;
   e.row[5] = 0x56;
-  const auto picture = Host::adopt<host::Picture>(editors.render(e));
+  const auto picture = Host::adopt<host::Picture>(RenderPictureWriter(e));
   EXPECT_EQ(colors(picture), (Pixels{0, 0, 0, 0, 0x123456, 0}));
   EXPECT_EQ(e.ownBuffer, nullptr);
 
-  ASSERT_TRUE(editors.bufferWriter(e, 3, 2));
+  ASSERT_TRUE(NewPictureWriterLinux(e, 3, 2));
   setup.host.failCall("REALBuildPictureFromBuffer");
-  EXPECT_EQ(editors.render(e), nullptr);
-  EXPECT_FALSE(editors.bufferWriter(e, 32767, 21846)) << "with one row more, 2^31 - 1 bytes";
+  EXPECT_EQ(RenderPictureWriter(e), nullptr);
+  EXPECT_FALSE(NewPictureWriterLinux(e, 32767, 21846)) << "with one row more, 2^31 - 1 bytes";
   EXPECT_EQ(e.ownBuffer, nullptr);
 #if !defined(ZVK_SANITIZED)
-  ASSERT_TRUE(editors.bufferWriter(e, 16384, 16384));
-  editors.freeWriter(e);
+  ASSERT_TRUE(NewPictureWriterLinux(e, 16384, 16384));
+  FreePictureWriter(e);
 #endif
 }
 
 TEST(FormatTable, CoversCodes0To16) {
-  ProbeHost setup{host::Settings{}};
-  const Probe::Editors& editors = setup.probe.editors;
+  LinkedHost setup{host::Settings{}};
   // Bytes per pixel, then positions of red, green and blue.
   const char* const layouts[] = {"0000", "4012", "4123", "4012", "4123", "4012",
                                  "4123", "0000", "4210", "4210", "3210", "3012",
                                  "3012", "4123", "4210", "4210", "4210"};
   for (const int code : {-1, INT32_MIN, 17, 1000, INT32_MAX}) {
     PictureEditor e{.pixelFormat = code};
-    EXPECT_EQ(editors.bytesPerPixel(e) + editors.redOffset(e) + editors.greenOffset(e) +
-                  editors.blueOffset(e),
-              0);
+    EXPECT_EQ(GetBytesPerPixel(e) + GetRedOffset(e) + GetGreenOffset(e) + GetBlueOffset(e), 0);
   }
   for (int code = 0; code <= 16; ++code) {
     PictureEditor e{.pixelFormat = code};
     std::string layout;
-    for (const auto look :
-         {editors.bytesPerPixel, editors.redOffset, editors.greenOffset, editors.blueOffset}) {
+    for (const auto look : {&GetBytesPerPixel, &GetRedOffset, &GetGreenOffset, &GetBlueOffset}) {
       layout += std::to_string(look(e));
     }
     EXPECT_EQ(layout, layouts[code]) << code;

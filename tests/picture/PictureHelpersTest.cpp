@@ -1,6 +1,6 @@
-#include <limits>
+#include "picture/PictureHelpers.h"
 
-#include "ProbeHost.h"
+#include "Support.h"
 
 namespace {
 
@@ -34,8 +34,7 @@ class PictureHelpersTest : public LayoutTest {
     return result;
   }
 
-  ProbeHost setup{GetParam().options};
-  const Probe::Pictures& pictures = setup.probe.pictures;
+  LinkedHost setup{GetParam().options};
   // Opaque, so that drawing keeps the colours.
   const Pixels pixels = randomPixels(5, 4, 1);
   const Pixels mask = randomPixels(5, 4, 2);
@@ -43,35 +42,35 @@ class PictureHelpersTest : public LayoutTest {
 };
 
 TEST_P(PictureHelpersTest, ClonesHoldTheTopLeftPartUnscaled) {
-  EXPECT_EQ(colors(adopt(pictures.clone(picture.handle()))), part(pixels, 5, 4));
-  const PictureRef clone = adopt(pictures.clonePart(picture.handle(), 3, 2));
+  EXPECT_EQ(colors(adopt(ClonePicture(picture.handle()))), part(pixels, 5, 4));
+  const PictureRef clone = adopt(ClonePicture(picture.handle(), 3, 2));
   EXPECT_EQ(clone->width(), 3);
   EXPECT_EQ(clone->height(), 2);
   EXPECT_EQ(colors(clone), part(pixels, 3, 2));
   EXPECT_FALSE(clone->hasAlpha());
   EXPECT_EQ(clone->mask(false), nullptr);
 
-  const PictureRef masked = adopt(pictures.cloneWithMask(picture.handle()));
+  const PictureRef masked = adopt(ClonePictureWithMask(picture.handle()));
   EXPECT_EQ(colors(masked), part(pixels, 5, 4));
   EXPECT_EQ(colors(PictureRef(masked->mask(false))), part(mask, 5, 4));
-  const PictureRef small = adopt(pictures.clonePartWithMask(picture.handle(), 2, 3));
+  const PictureRef small = adopt(ClonePictureWithMask(picture.handle(), 2, 3));
   EXPECT_EQ(colors(small), part(pixels, 2, 3));
   EXPECT_EQ(colors(PictureRef(small->mask(false))), part(mask, 2, 3));
   picture->setMask(nullptr);
-  EXPECT_EQ(adopt(pictures.cloneWithMask(picture.handle()))->mask(false), nullptr);
+  EXPECT_EQ(adopt(ClonePictureWithMask(picture.handle()))->mask(false), nullptr);
 }
 
 TEST_P(PictureHelpersTest, ClonesOfNothingAreNil) {
-  EXPECT_FALSE(adopt(pictures.clone(nullptr)));
-  EXPECT_FALSE(adopt(pictures.cloneWithMask(nullptr)));
-  EXPECT_FALSE(adopt(pictures.clonePart(nullptr, 2, 2)));
+  EXPECT_FALSE(adopt(ClonePicture(nullptr)));
+  EXPECT_FALSE(adopt(ClonePictureWithMask(nullptr)));
+  EXPECT_FALSE(adopt(ClonePicture(nullptr, 2, 2)));
   for (const auto& [width, height] : {std::pair(0, 2), {2, 0}, {-1, 2}}) {
-    EXPECT_FALSE(adopt(pictures.clonePart(picture.handle(), width, height)));
-    EXPECT_FALSE(adopt(pictures.clonePartWithMask(picture.handle(), width, height)));
+    EXPECT_FALSE(adopt(ClonePicture(picture.handle(), width, height)));
+    EXPECT_FALSE(adopt(ClonePictureWithMask(picture.handle(), width, height)));
   }
   picture->faults.unreadableSize = true;
-  EXPECT_FALSE(adopt(pictures.clone(picture.handle())));
-  EXPECT_FALSE(adopt(pictures.cloneWithMask(picture.handle())));
+  EXPECT_FALSE(adopt(ClonePicture(picture.handle())));
+  EXPECT_FALSE(adopt(ClonePictureWithMask(picture.handle())));
 }
 
 TEST_P(PictureHelpersTest, ClonesSurviveFailingServices) {
@@ -80,14 +79,14 @@ TEST_P(PictureHelpersTest, ClonesSurviveFailingServices) {
         "REALLockPictureDescription", "Graphics.DrawPicture", "REALPictureClearCache"}) {
     for (int call = 1; call <= 3; ++call) {
       setup.host.failCall(service, call);
-      adopt(pictures.clone(picture.handle()));
-      adopt(pictures.cloneWithMask(picture.handle()));
+      adopt(ClonePicture(picture.handle()));
+      adopt(ClonePictureWithMask(picture.handle()));
       setup.host.restore(service);
       EXPECT_THAT(setup.host.accounts(), testing::IsEmpty()) << service;
     }
   }
   setup.host.failCall("pluginPictureGraphicsGetter");
-  EXPECT_TRUE(adopt(pictures.clone(picture.handle()))) << "undrawn";
+  EXPECT_TRUE(adopt(ClonePicture(picture.handle()))) << "undrawn";
 }
 
 ZVK_ALL_LAYOUTS(PictureHelpersTest);
@@ -98,22 +97,22 @@ TEST(DrawPicture, CopiesRecordsWhereTheMethodIsMissing) {
   for (const double version : {2011.0, 2012.0}) {
     host::Settings settings = host::Settings::forStorage(Storage::kRecord);
     settings.version = version;
-    ProbeHost setup(settings);
+    LinkedHost setup(settings);
     setup.host.withhold("Graphics.DrawPicture");
     const PictureRef from =
         setup.host.newPicture(4, 3, randomPixels(4, 3, 5), settings.newPictures);
     const PictureRef to = setup.host.newPicture(4, 3);
-    EXPECT_TRUE(setup.probe.pictures.draw(to.handle(), from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
+    EXPECT_TRUE(GraphicsDrawPicture(to.handle(), from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
     EXPECT_EQ(colors(to), colors(from));
     // Old hosts have a service of their own. Nobody knows its parameters: the host reports a call.
     EXPECT_EQ(setup.host.resolutions("RuntimeGraphicsDrawPicture"), version < 2012.0 ? 1 : 0);
 
     const PictureRef other = setup.host.newPicture(4, 3);
-    EXPECT_TRUE(setup.probe.pictures.drawOn(nullptr, other.handle(), from.handle(), 0, 0, 4, 3, 0,
-                                            0, 4, 3));
+    EXPECT_TRUE(
+        GraphicsDrawPicture(nullptr, other.handle(), from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
     EXPECT_EQ(colors(other), colors(from));
-    EXPECT_FALSE(setup.probe.pictures.draw(nullptr, from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
-    EXPECT_FALSE(setup.probe.pictures.draw(to.handle(), nullptr, 0, 0, 4, 3, 0, 0, 4, 3));
+    EXPECT_FALSE(GraphicsDrawPicture(nullptr, from.handle(), 0, 0, 4, 3, 0, 0, 4, 3));
+    EXPECT_FALSE(GraphicsDrawPicture(to.handle(), nullptr, 0, 0, 4, 3, 0, 0, 4, 3));
   }
 }
 
@@ -123,8 +122,7 @@ class OwnCopyTest : public testing::Test {
  protected:
   bool copy(const PictureRef& target, const PictureRef& source, int x = 0, int y = 0, int w = 4,
             int h = 3, int sx = 0, int sy = 0, int sw = 4, int sh = 3) {
-    return setup.probe.pictures.ownCopy(target.handle(), source.handle(), x, y, w, h, sx, sy, sw,
-                                        sh);
+    return OwnCopy(target.handle(), source.handle(), x, y, w, h, sx, sy, sw, sh);
   }
   void expectRefused(const PictureRef& target, const PictureRef& source, bool sourceLocks) {
     const int before = target->cacheClears();
@@ -133,7 +131,7 @@ class OwnCopyTest : public testing::Test {
     EXPECT_EQ(to->pixels(), Pixels(12, 0xFF000000));
   }
 
-  ProbeHost setup{host::PictureOptions{.storage = Storage::kRecord, .scatteredRows = true}};
+  LinkedHost setup{host::PictureOptions{.storage = Storage::kRecord, .scatteredRows = true}};
   PictureRef from = setup.picture(4, 3, randomPixels(4, 3, 9));
   PictureRef to = setup.picture(4, 3, Pixels(12));
 };
@@ -205,19 +203,18 @@ TEST_F(OwnCopyTest, LeavesRowsWithoutMemoryOut) {
 // --- Queries ------------------------------------------------------------------------------------
 
 TEST(PictureQueries, AnswerForNilAndForSilentHosts) {
-  ProbeHost setup{host::Settings{}};
-  const Probe::Pictures& pictures = setup.probe.pictures;
+  LinkedHost setup{host::Settings{}};
   const PictureRef picture = setup.host.newPicture(7, 5);
-  EXPECT_EQ(pictures.width(picture.handle()), 7);
-  EXPECT_EQ(pictures.height(picture.handle()), 5);
-  EXPECT_EQ(pictures.width(nullptr) + pictures.height(nullptr) + pictures.lockCount(nullptr), 0);
+  EXPECT_EQ(GetPictureWidth(picture.handle()), 7);
+  EXPECT_EQ(GetPictureHeight(picture.handle()), 5);
+  EXPECT_EQ(GetPictureWidth(nullptr) + GetPictureHeight(nullptr) + GetPictureLockCount(nullptr), 0);
   const int references = picture->references();
-  EXPECT_EQ(pictures.lockCount(picture.handle()), references);
-  EXPECT_EQ(adopt(pictures.bitmap(picture.handle())), picture);
-  EXPECT_EQ(pictures.bitmap(nullptr), nullptr);
-  EXPECT_FALSE(pictures.hasAlpha(nullptr));
+  EXPECT_EQ(GetPictureLockCount(picture.handle()), references);
+  EXPECT_EQ(adopt(BitmapPicture(picture.handle())), picture);
+  EXPECT_EQ(BitmapPicture(nullptr), nullptr);
+  EXPECT_FALSE(PictureHasAlphaChannel(nullptr));
   setup.host.failFrom("REALGetPropValueInt");
-  EXPECT_EQ(pictures.width(picture.handle()) + pictures.height(picture.handle()), 0);
+  EXPECT_EQ(GetPictureWidth(picture.handle()) + GetPictureHeight(picture.handle()), 0);
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // Which files are opened for cairo and GDK. The test program stands in front of the process's
 // loader, so that libraries can be missing.
+#include "picture/ToolkitLoader.h"
+
 #include <dlfcn.h>
 
-#include "ProbeHost.h"
+#include "Support.h"
 
 namespace {
 
@@ -53,25 +55,24 @@ class ToolkitLoader : public testing::Test {
 #endif
   }
 
-  ProbeHost setup{host::Settings{}};
-  const Probe::Toolkits& toolkits = setup.probe.toolkits;
+  LinkedHost setup{host::Settings{}};
 };
 
 TEST_F(ToolkitLoader, TriesTheFilesInOrderAndOnlyOnce) {
   LoaderFault none;
-  EXPECT_FALSE(toolkits.loadGdk());
+  EXPECT_FALSE(LoadGTK());
   EXPECT_THAT(none.names, testing::ElementsAre(
                               "libgdk-x11-2.0.so", "libgdk-x11-2.0.so.0",
                               "/usr/lib/libgdk-x11-2.0.so", "/usr/lib32/libgdk-x11-2.0.so",
                               "/usr/lib/libgdk-x11-2.0.so.0", "/usr/lib32/libgdk-x11-2.0.so.0"));
   EXPECT_EQ(none.modes, RTLD_NOW);
   none.names.clear();
-  EXPECT_FALSE(toolkits.loadCairo());
+  EXPECT_FALSE(LoadCairo());
   EXPECT_THAT(none.names,
               testing::ElementsAre("libcairo.so", "libcairo.so.2", "libcairo.so.2.10800.10"));
   none.names.clear();
-  EXPECT_FALSE(toolkits.loadGdk());
-  EXPECT_FALSE(toolkits.loadCairo());
+  EXPECT_FALSE(LoadGTK());
+  EXPECT_FALSE(LoadCairo());
   EXPECT_TRUE(none.names.empty()) << "a failure is final";
 }
 
@@ -79,12 +80,12 @@ TEST_F(ToolkitLoader, TakesTheFirstFileThatOpens) {
   void* cairo = dlopen("libcairo.so.2", RTLD_NOW);
   void* gdk = dlopen("libgdk-x11-2.0.so.0", RTLD_NOW);
   LoaderFault some({{"libcairo.so.2", cairo}, {"/usr/lib32/libgdk-x11-2.0.so", gdk}});
-  EXPECT_TRUE(toolkits.loadCairo());
+  EXPECT_TRUE(LoadCairo());
   EXPECT_EQ(some.names.size(), 2u);
-  EXPECT_TRUE(toolkits.loadGdk());
+  EXPECT_TRUE(LoadGTK());
   EXPECT_EQ(some.names.size(), 6u);
-  EXPECT_TRUE(toolkits.loadCairo());
-  EXPECT_TRUE(toolkits.loadGdk());
+  EXPECT_TRUE(LoadCairo());
+  EXPECT_TRUE(LoadGTK());
   EXPECT_EQ(some.names.size(), 6u);
 }
 
@@ -92,11 +93,11 @@ TEST_F(ToolkitLoader, ALibraryWithoutTheFunctionsIsNone) {
   void* other = dlopen("libm.so.6", RTLD_NOW);
   {
     LoaderFault wrong({{"libcairo.so", other}, {"libgdk-x11-2.0.so", other}});
-    EXPECT_FALSE(toolkits.loadCairo());
-    EXPECT_FALSE(toolkits.loadGdk());
+    EXPECT_FALSE(LoadCairo());
+    EXPECT_FALSE(LoadGTK());
     EXPECT_THAT(wrong.names, testing::ElementsAre("libcairo.so", "libgdk-x11-2.0.so"));
   }
-  EXPECT_FALSE(toolkits.loadCairo());
+  EXPECT_FALSE(LoadCairo());
 }
 
 TEST_F(ToolkitLoader, PicturesWithoutTheirToolkitCannotBeRead) {
@@ -114,7 +115,7 @@ TEST_F(ToolkitLoader, PicturesWithoutTheirToolkitCannotBeRead) {
 
 // Console applications run on machines that have neither toolkit.
 TEST_F(ToolkitLoader, RecordsNeedNoToolkit) {
-  ProbeHost console{host::Settings::forStorage(host::Storage::kRecord)};
+  LinkedHost console{host::Settings::forStorage(host::Storage::kRecord)};
   const host::PictureRef picture = console.host.newPicture(3, 2);
   LoaderFault none;
   EXPECT_TRUE(host::PictureRef(console.plugin.call(picture, "InvertZVK")));

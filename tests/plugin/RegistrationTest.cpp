@@ -1,8 +1,10 @@
-#include <dlfcn.h>
+#include "plugin/Registration.h"
 
 #include <array>
 
-#include "ProbeHost.h"
+#include "Support.h"
+#include "frame/HostCall.h"
+#include "frame/HostState.h"
 
 namespace {
 
@@ -29,19 +31,18 @@ int fixedOf(const std::array<Record, 5>& records) {
 
 // Each list has a length of its own.
 TEST(StartUpHelpers, FixTheFlagsOfEveryKindOfRecord) {
-  ProbeHost setup{host::Settings{}};
-  const Probe::StartUp& startUp = setup.probe.startUp;
+  LinkedHost setup{host::Settings{}};
   for (const double version : {2010.028, 2010.029}) {
-    *setup.probe.state.hostVersion = version;
+    rbversion = version;
     const int fixes = version > 2010.028 ? 1 : 0;
     auto methods = marked<REALmethodDefinition>(), shared = methods, single = methods,
          several = methods, ofModule = methods;
     auto properties = marked<REALpropertyDefinition>(), sharedProperties = properties,
          moduleProperties = properties;
-    startUp.fixMethod(single.data());
-    startUp.fixMethods(several.data(), 0);
-    startUp.fixMethods(several.data(), -1);
-    startUp.fixMethods(several.data(), 4);
+    FixConsoleFlags(single.data());
+    FixConsoleFlags(several.data(), 0);
+    FixConsoleFlags(several.data(), -1);
+    FixConsoleFlags(several.data(), 4);
     REALclassDefinition record = {.properties = properties.data(),
                                   .propertyCount = 1,
                                   .methods = methods.data(),
@@ -51,12 +52,12 @@ TEST(StartUpHelpers, FixTheFlagsOfEveryKindOfRecord) {
                                   .sharedPropertyCount = 3,
                                   .sharedMethods = shared.data(),
                                   .sharedMethodCount = 4};
-    startUp.fixClass(&record);
+    FixConsoleFlags(&record);
     REALmoduleDefinition module = {.methods = ofModule.data(),
                                    .methodCount = 3,
                                    .properties = moduleProperties.data(),
                                    .propertyCount = 4};
-    startUp.fixModule(&module);
+    FixConsoleFlags(&module);
     EXPECT_EQ(record.flags, kMarkConsoleSafe + 4 * fixes);
     const std::array found = {fixedOf(single),   fixedOf(several),          fixedOf(properties),
                               fixedOf(methods),  fixedOf(sharedProperties), fixedOf(shared),
@@ -64,28 +65,28 @@ TEST(StartUpHelpers, FixTheFlagsOfEveryKindOfRecord) {
     EXPECT_THAT(found, testing::ElementsAre(fixes, 4 * fixes, fixes, 2 * fixes, 3 * fixes,
                                             4 * fixes, 3 * fixes, 4 * fixes));
   }
-  startUp.fixMethods(nullptr, 3);
-  startUp.fixMethod(nullptr);
-  startUp.fixClass(nullptr);
-  startUp.fixModule(nullptr);
+  FixConsoleFlags(nullptr, 3);
+  FixConsoleFlags(static_cast<REALmethodDefinition*>(nullptr));
+  FixConsoleFlags(static_cast<REALclassDefinition*>(nullptr));
+  FixConsoleFlags(static_cast<REALmoduleDefinition*>(nullptr));
 }
 
 TEST(StartUpHelpers, SetClassFlags) {
-  ProbeHost setup{host::Settings{}};
+  LinkedHost setup{host::Settings{}};
   REALclassDefinition record = {.flags = 0x1009};
-  setup.probe.startUp.setConsoleSafe(&record);
+  SetClassConsoleSafe(&record);
   EXPECT_EQ(record.flags, 0x100D);
-  setup.probe.startUp.setWebOnly(&record);
+  SetClassWebOnly(&record);
   EXPECT_EQ(record.flags, 0x1105);
 }
 
 TEST(StartUpHelpers, RoundDataSizesUp) {
-  ProbeHost setup{host::Settings{}};
+  LinkedHost setup{host::Settings{}};
   const std::pair<int32_t, int32_t> cases[] = {{0, 0},   {1, 16},  {16, 16},
                                                {17, 32}, {64, 64}, {139992, 140000}};
   for (const auto& [declared, registered] : cases) {
     REALclassDefinition record = {.name = "Thing", .dataSize = declared};
-    setup.probe.startUp.registerClass(&record);
+    MyREALRegisterClass(&record);
     EXPECT_EQ(record.dataSize, registered);
     EXPECT_EQ(setup.host.registrations.classes.back(), &record);
     struct {
@@ -93,14 +94,14 @@ TEST(StartUpHelpers, RoundDataSizesUp) {
       const char* name;
       int32_t dataSize;
     } control = {9, "Control", declared};
-    setup.probe.startUp.registerControl(reinterpret_cast<REALcontrol*>(&control));
+    MyREALRegisterControl(reinterpret_cast<REALcontrol*>(&control));
     EXPECT_EQ(control.dataSize, registered);
   }
-  EXPECT_TRUE(*setup.probe.state.hasControls);
+  EXPECT_TRUE(gHasControls);
   EXPECT_EQ(setup.host.registrations.controls.size(), std::size(cases));
 
   REALclassDefinition extension = {.name = "Picture", .dataSize = 1};
-  setup.probe.startUp.registerClassExtension(&extension);
+  MyREALRegisterClassExtension(&extension);
   EXPECT_EQ(extension.dataSize, 1);
 }
 
@@ -124,18 +125,16 @@ TEST(StartUpHelpers, CheckApplicationPrefersDesktop) {
                {{"ConsoleApplication"}, false, true},
                {{"WebApplication"}, false, true},
                {{}, false, false}};
+  gResolver = &resolveClasses;
   for (const auto& c : cases) {
-    void* library = dlopen(ZVK_PROBE_FILE, RTLD_NOW | RTLD_LOCAL);
-    const auto& probe = *static_cast<const Probe*>(dlsym(library, "zvkProbe"));
-    *probe.state.resolver = &resolveClasses;
+    IsDesktop = IsConsole = false;
     // Flags are never cleared.
     for (const auto& known : {c.known, std::vector<std::string>()}) {
       knownClasses = known;
-      probe.startUp.checkApplication();
-      EXPECT_EQ(*probe.state.isDesktop != 0, c.desktop);
-      EXPECT_EQ(*probe.state.isConsole != 0, c.console);
+      CheckApplication();
+      EXPECT_EQ(IsDesktop != 0, c.desktop);
+      EXPECT_EQ(IsConsole != 0, c.console);
     }
-    dlclose(library);
   }
 }
 
