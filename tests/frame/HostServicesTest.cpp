@@ -17,18 +17,17 @@ using namespace test;
 
 // --- Wrappers, with a resolver of the test's own ------------------------------------------------
 
-/// A service wrapper that can be called without knowing its type.
-struct Wrapper {
-  struct Outcome {
-    bool entered;         ///< the host's entry was called
-    bool argumentsRight;  ///< with the wrapper's own arguments, in order
-    bool resultRight;  ///< the entry's result came back, or without it the missing-service result
-  };
+/// What the resolver knows: one service; and how often it was asked.
+struct Offer {
+  std::string_view name;
+  void* entry = nullptr;
+} offer;
+int asked;
 
-  const char* service;
-  void* entry;        ///< stands in for the host's: notes its arguments and returns a fixed result
-  Outcome (*call)();  ///< calls the wrapper with arguments that all differ
-};
+void* resolveOffer(const char* name) {
+  ++asked;
+  return name == offer.name ? offer.entry : nullptr;
+}
 
 void doNothing(void*) {}
 
@@ -46,20 +45,16 @@ T sample(int n) noexcept {
   }
 }
 
-template <typename T>
-bool same(T a, T b) noexcept {
-  return memcmp(&a, &b, sizeof a) == 0;
-}
+template <FixedString service, auto wrapper, int missing>
+struct Wrapper;
 
-template <FixedString entryName, auto wrapper, int missing>
-struct Recorded;
-
-template <FixedString entryName, typename R, typename... A, R (*wrapper)(A...) noexcept,
-          int missing>
-struct Recorded<entryName, wrapper, missing> {
+/// A wrapper, and an entry that stands in for the host's: it notes its arguments and returns a
+/// fixed result.
+template <FixedString service, typename R, typename... A, R (*wrapper)(A...) noexcept, int missing>
+struct Wrapper<service, wrapper, missing> {
   static constexpr int kAnswer = 99;
   static inline std::tuple<A...> noted;
-  static inline bool entered = false;
+  static inline bool entered;
 
   static R entry(A... arguments) {
     noted = {arguments...};
@@ -72,38 +67,41 @@ struct Recorded<entryName, wrapper, missing> {
     return {sample<A>(int{n} + 1)...};
   }
 
-  static Wrapper::Outcome call() {
+  static void call(bool offered) {
     entered = false;
-    noted = {};
     const std::tuple<A...> arguments = samples(std::index_sequence_for<A...>());
-    bool resultRight = true;
     if constexpr (std::is_void_v<R>) {
       std::apply(wrapper, arguments);
     } else {
-      const R result = std::apply(wrapper, arguments);
       R expected{};
       if constexpr (missing != 0) expected = static_cast<R>(missing);
-      resultRight = same(result, entered ? sample<R>(kAnswer) : expected);
+      EXPECT_EQ(std::apply(wrapper, arguments), offered ? sample<R>(kAnswer) : expected);
     }
-    const bool argumentsRight =
-        entered &&
-        std::apply(
-            [&](A... a) { return std::apply([&](A... b) { return (same(a, b) && ...); }, noted); },
-            arguments);
-    return {entered, argumentsRight, resultRight};
+    EXPECT_EQ(entered, offered);
+    EXPECT_TRUE(!offered || noted == arguments);
+  }
+
+  static void check() {
+    SCOPED_TRACE(service.text);
+    gResolver = nullptr;
+    call(false);
+    gResolver = &resolveOffer;
+    offer = {};
+    asked = 0;
+    call(false);
+    call(false);
+    EXPECT_EQ(asked, 2) << "a missing service is asked for at each call";
+    offer = {service.text, reinterpret_cast<void*>(&entry)};
+    call(true);
+    offer = {};
+    call(true);
+    EXPECT_EQ(asked, 3) << "once found, a service stays";
   }
 };
 
 template <FixedString service, auto wrapper, int missing = 0>
-Wrapper wrapperOf() {
-  using R = Recorded<service, wrapper, missing>;
-  return {service.text, reinterpret_cast<void*>(&R::entry), &R::call};
-}
-
-/// One of several functions of a name, by its type.
-template <typename Signature>
-constexpr Signature* overload(Signature* function) {
-  return function;
+void check() {
+  Wrapper<service, wrapper, missing>::check();
 }
 
 template <typename T>
@@ -111,13 +109,13 @@ using Getter = HostBoolean(REALobjectStruct*, const char*, T*) noexcept;
 template <typename T>
 using Setter = HostBoolean(REALobjectStruct*, const char*, T) noexcept;
 
-template <FixedString entryName, typename T>
-Wrapper getter() {
-  return wrapperOf<entryName, overload<Getter<T>>(&REALGetPropValue)>();
+template <FixedString service, typename T>
+void checkGetter() {
+  check<service, static_cast<Getter<T>*>(&REALGetPropValue)>();
 }
-template <FixedString entryName, typename T>
-Wrapper setter() {
-  return wrapperOf<entryName, overload<Setter<T>>(&REALSetPropValue)>();
+template <FixedString service, typename T>
+void checkSetter() {
+  check<service, static_cast<Setter<T>*>(&REALSetPropValue)>();
 }
 
 using LockAs = HostBoolean(REALpictureStruct*, REALpictureDescription*, HostLong) noexcept;
@@ -125,137 +123,98 @@ using LockAny = HostBoolean(REALpictureStruct*, REALpictureDescription*) noexcep
 using NewByName = REALobjectStruct*(const char*) noexcept;
 using NewByClass = REALobjectStruct*(REALclassRefStruct*) noexcept;
 using IsA = HostBoolean(REALobjectStruct*, REALclassRefStruct*) noexcept;
-using IsAByName = HostBoolean(REALobjectStruct*, const char*) noexcept;
 using DrawPrimitive = void(REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*, int) noexcept;
-using DrawPlain = void(REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*) noexcept;
-
-const Wrapper kWrappers[] = {
-    wrapperOf<"PluginRegisterClass", &REALRegisterClass>(),
-    wrapperOf<"PluginRegisterClassExtension", &REALRegisterClassExtension>(),
-    wrapperOf<"PluginRegisterMethod", &REALRegisterMethod>(),
-    wrapperOf<"PluginRegisterControl", &REALRegisterControl>(),
-    wrapperOf<"PluginRegisterModule", &REALRegisterModule>(),
-    wrapperOf<"PluginRegisterBackgroundTask", &REALRegisterBackgroundTask, -1>(),
-    wrapperOf<"PluginUnregisterBackgroundTask", &REALUnregisterBackgroundTask>(),
-    wrapperOf<"REALinRuntime", &REALinRuntime>(),
-    wrapperOf<"REALInDebugMode", &REALInDebugMode>(),
-    wrapperOf<"REALYieldToRB", &REALYieldToRB>(),
-    wrapperOf<"PluginCallFunctionWithExceptionHandler", &REALCallFunctionWithExceptionHandler>(),
-    wrapperOf<"REALLockObject", &REALLockObject>(),
-    wrapperOf<"REALUnlockObject", &REALUnlockObject>(),
-    wrapperOf<"PluginNewInstance", overload<NewByName>(&REALnewInstance)>(),
-    wrapperOf<"CreateInstance", overload<NewByClass>(&REALnewInstance)>(),
-    wrapperOf<"pluginObjectType", &REALGetClassRef>(),
-    wrapperOf<"RuntimeObjectIsa", overload<IsA>(&REALObjectIsA)>(),
-    wrapperOf<"PluginGetPluginData", &REALGetPluginData>(),
-    wrapperOf<"GetEventInstance", &REALGetEventInstance>(),
-    wrapperOf<"RuntimeRaiseException", &REALRaiseException>(),
-    wrapperOf<"RuntimeMsgBox", &REALMessageBox>(),
-    wrapperOf<"REALLoadObjectMethod", &REALLoadObjectMethod>(),
-    getter<"REALGetPropValueInt", HostLong>(),
-    getter<"REALGetPropValueBool", HostBoolean>(),
-    getter<"REALGetPropValueString", REALstringStruct*>(),
-    getter<"REALGetPropValueDouble", double>(),
-    getter<"REALGetPropValueObject", REALobjectStruct*>(),
-    getter<"REALGetPropValueInt64", long long>(),
-    getter<"REALGetPropValueUInt64", unsigned long long>(),
-    getter<"REALGetPropValueUInt32", HostULong>(),
-    getter<"REALGetPropValueUInt16", unsigned short>(),
-    getter<"REALGetPropValueInt16", short>(),
-    getter<"REALGetPropValueInt8", char>(),
-    getter<"REALGetPropValueSingle", float>(),
-    setter<"REALSetPropValueInt", HostLong>(),
-    setter<"REALSetPropValueString", REALstringStruct*>(),
-    setter<"REALSetPropValueDouble", double>(),
-    setter<"REALSetPropValueObject", REALobjectStruct*>(),
-    setter<"REALSetPropValueUInt32", HostULong>(),
-    setter<"REALSetPropValueUInt64", unsigned long long>(),
-    setter<"REALSetPropValueInt64", long long>(),
-    setter<"REALSetPropValueBoolean", HostBoolean>(),
-    wrapperOf<"StringToVariant", &REALNewVariantString>(),
-    wrapperOf<"Int32ToVariant", &REALNewVariantInteger>(),
-    wrapperOf<"DoubleToVariant", &REALNewVariantDouble>(),
-    wrapperOf<"BooleanToVariant", &REALNewVariantBoolean>(),
-    wrapperOf<"ColorToVariant", &REALNewVariantColor>(),
-    wrapperOf<"UInt32ToVariant", &REALNewVariantUInt32>(),
-    wrapperOf<"Int64ToVariant", &REALNewVariantInt64>(),
-    wrapperOf<"UInt64ToVariant", &REALNewVariantUInt64>(),
-    wrapperOf<"SingleToVariant", &REALNewVariantSingle>(),
-    wrapperOf<"REALBuildString", &originalREALBuildString>(),
-    wrapperOf<"REALLockString", &REALLockString>(),
-    wrapperOf<"REALUnlockString", &REALUnlockString>(),
-    wrapperOf<"REALSetStringEncoding", &REALSetStringEncoding>(),
-    wrapperOf<"REALGetStringEncoding", &REALGetStringEncoding>(),
-    wrapperOf<"RuntimeStringCompare", &REALCompareStrings>(),
-    wrapperOf<"RuntimeAddString", &REALAddStrings>(),
-    wrapperOf<"REALConvertString", &REALConvertString>(),
-    wrapperOf<"REALGetFontEncoding", &REALGetFontEncoding>(),
-    wrapperOf<"newPicture", &REALNewPicture>(),
-    wrapperOf<"pluginPictureGraphicsGetter", &REALGetPictureGraphics>(),
-    wrapperOf<"REALLockPictureDescription", overload<LockAs>(&REALLockPictureDescription)>(),
-    wrapperOf<"lockPictureDescription", overload<LockAny>(&REALLockPictureDescription)>(),
-    wrapperOf<"unlockPictureDescription", &REALUnlockPictureDescription>(),
-    wrapperOf<"REALPictureClearCache", &REALPictureClearCache>(),
-    wrapperOf<"REALBuildPictureFromBuffer", &REALBuildPictureFromBuffer>(),
-    wrapperOf<"REALBuildPictureFromGWorld", &REALBuildPictureFromGWorld>(),
-    wrapperOf<"REALGetPictureMask", &REALGetPictureMask>(),
-    wrapperOf<"REALDrawPicturePrimitive", overload<DrawPrimitive>(&REALDrawPicturePrimitive)>(),
-    wrapperOf<"RuntimeGraphicsDrawString", &REALGraphicsDrawString>(),
-    wrapperOf<"RuntimeGraphicsDrawLine", &GraphicsDrawLine>(),
-    wrapperOf<"REALGraphicsDC", &REALGraphicsDC>(),
-    wrapperOf<"REALGetGraphicsOrigin", &REALGetGraphicsOrigin>(),
-    wrapperOf<"REALSetGraphicsOrigin", &REALSetGraphicsOrigin>(),
-    wrapperOf<"newMemoryBlock", &REALNewMemoryBlock>(),
-    wrapperOf<"memoryBlockGetPtr", &REALMemoryBlockGetPtr>(),
-    wrapperOf<"memoryBlockGetSize", &REALMemoryBlockGetSize>(),
-    wrapperOf<"PtrToMemoryBlock", &REALPtrToMemoryBlock>(),
-    wrapperOf<"GetControlBounds", &REALGetControlBounds>(),
-    wrapperOf<"REALGetControlGraphics", &REALGetControlGraphics>(),
-    wrapperOf<"getControlWindow", &REALGetControlWindow>(),
-    wrapperOf<"GetTabPanelVisible", &REALGetTabPanelVisible>(),
-    wrapperOf<"REALpathFromFolderItem", &REALpathFromFolderItem>(),
-    wrapperOf<"RuntimeUBound", &REALGetArrayUBound>(),
-    wrapperOf<"RuntimeDirectReadIntArray", &REALGetArrayInt>(),
-    wrapperOf<"RuntimeDirectReadStringArray", &REALGetArrayString>(),
-    wrapperOf<"RuntimeDirectReadObjectArray", &REALGetArrayObject>(),
-    wrapperOf<"RuntimeArrayCreateSingleDimBoundedArray", &REALCreateArray>()};
-
-/// What the resolver knows: one service, and how often it was asked.
-struct Offer {
-  std::string_view name;
-  void* entry = nullptr;
-} offer;
-int asked;
-
-void* resolveOffer(const char* name) {
-  ++asked;
-  return name == offer.name ? offer.entry : nullptr;
-}
 
 TEST(HostServices, EveryWrapperForwardsAndAnswersWithoutItsService) {
-  for (const Wrapper& wrapper : kWrappers) {
-    SCOPED_TRACE(wrapper.service);
-    gResolver = nullptr;
-    Wrapper::Outcome outcome = wrapper.call();
-    EXPECT_TRUE(!outcome.entered && outcome.resultRight) << "without a resolver";
-
-    gResolver = &resolveOffer;
-    offer = {};
-    asked = 0;
-    wrapper.call();
-    outcome = wrapper.call();
-    EXPECT_TRUE(!outcome.entered && outcome.resultRight) << "without the service";
-    EXPECT_EQ(asked, 2) << "a missing service is asked for at each call";
-
-    offer = {wrapper.service, wrapper.entry};
-    asked = 0;
-    outcome = wrapper.call();
-    EXPECT_TRUE(outcome.entered && outcome.argumentsRight && outcome.resultRight);
-    offer = {};
-    outcome = wrapper.call();
-    EXPECT_TRUE(outcome.entered && outcome.resultRight) << "once found, a service stays";
-    EXPECT_EQ(asked, 1);
-  }
+  check<"PluginRegisterClass", &REALRegisterClass>();
+  check<"PluginRegisterClassExtension", &REALRegisterClassExtension>();
+  check<"PluginRegisterMethod", &REALRegisterMethod>();
+  check<"PluginRegisterControl", &REALRegisterControl>();
+  check<"PluginRegisterModule", &REALRegisterModule>();
+  check<"PluginRegisterBackgroundTask", &REALRegisterBackgroundTask, -1>();
+  check<"PluginUnregisterBackgroundTask", &REALUnregisterBackgroundTask>();
+  check<"REALinRuntime", &REALinRuntime>();
+  check<"REALInDebugMode", &REALInDebugMode>();
+  check<"REALYieldToRB", &REALYieldToRB>();
+  check<"PluginCallFunctionWithExceptionHandler", &REALCallFunctionWithExceptionHandler>();
+  check<"REALLockObject", &REALLockObject>();
+  check<"REALUnlockObject", &REALUnlockObject>();
+  check<"PluginNewInstance", static_cast<NewByName*>(&REALnewInstance)>();
+  check<"CreateInstance", static_cast<NewByClass*>(&REALnewInstance)>();
+  check<"pluginObjectType", &REALGetClassRef>();
+  check<"RuntimeObjectIsa", static_cast<IsA*>(&REALObjectIsA)>();
+  check<"PluginGetPluginData", &REALGetPluginData>();
+  check<"GetEventInstance", &REALGetEventInstance>();
+  check<"RuntimeRaiseException", &REALRaiseException>();
+  check<"RuntimeMsgBox", &REALMessageBox>();
+  check<"REALLoadObjectMethod", &REALLoadObjectMethod>();
+  checkGetter<"REALGetPropValueInt", HostLong>();
+  checkGetter<"REALGetPropValueBool", HostBoolean>();
+  checkGetter<"REALGetPropValueString", REALstringStruct*>();
+  checkGetter<"REALGetPropValueDouble", double>();
+  checkGetter<"REALGetPropValueObject", REALobjectStruct*>();
+  checkGetter<"REALGetPropValueInt64", long long>();
+  checkGetter<"REALGetPropValueUInt64", unsigned long long>();
+  checkGetter<"REALGetPropValueUInt32", HostULong>();
+  checkGetter<"REALGetPropValueUInt16", unsigned short>();
+  checkGetter<"REALGetPropValueInt16", short>();
+  checkGetter<"REALGetPropValueInt8", char>();
+  checkGetter<"REALGetPropValueSingle", float>();
+  checkSetter<"REALSetPropValueInt", HostLong>();
+  checkSetter<"REALSetPropValueString", REALstringStruct*>();
+  checkSetter<"REALSetPropValueDouble", double>();
+  checkSetter<"REALSetPropValueObject", REALobjectStruct*>();
+  checkSetter<"REALSetPropValueUInt32", HostULong>();
+  checkSetter<"REALSetPropValueUInt64", unsigned long long>();
+  checkSetter<"REALSetPropValueInt64", long long>();
+  checkSetter<"REALSetPropValueBoolean", HostBoolean>();
+  check<"StringToVariant", &REALNewVariantString>();
+  check<"Int32ToVariant", &REALNewVariantInteger>();
+  check<"DoubleToVariant", &REALNewVariantDouble>();
+  check<"BooleanToVariant", &REALNewVariantBoolean>();
+  check<"ColorToVariant", &REALNewVariantColor>();
+  check<"UInt32ToVariant", &REALNewVariantUInt32>();
+  check<"Int64ToVariant", &REALNewVariantInt64>();
+  check<"UInt64ToVariant", &REALNewVariantUInt64>();
+  check<"SingleToVariant", &REALNewVariantSingle>();
+  check<"REALBuildString", &originalREALBuildString>();
+  check<"REALLockString", &REALLockString>();
+  check<"REALUnlockString", &REALUnlockString>();
+  check<"REALSetStringEncoding", &REALSetStringEncoding>();
+  check<"REALGetStringEncoding", &REALGetStringEncoding>();
+  check<"RuntimeStringCompare", &REALCompareStrings>();
+  check<"RuntimeAddString", &REALAddStrings>();
+  check<"REALConvertString", &REALConvertString>();
+  check<"REALGetFontEncoding", &REALGetFontEncoding>();
+  check<"newPicture", &REALNewPicture>();
+  check<"pluginPictureGraphicsGetter", &REALGetPictureGraphics>();
+  check<"REALLockPictureDescription", static_cast<LockAs*>(&REALLockPictureDescription)>();
+  check<"lockPictureDescription", static_cast<LockAny*>(&REALLockPictureDescription)>();
+  check<"unlockPictureDescription", &REALUnlockPictureDescription>();
+  check<"REALPictureClearCache", &REALPictureClearCache>();
+  check<"REALBuildPictureFromBuffer", &REALBuildPictureFromBuffer>();
+  check<"REALBuildPictureFromGWorld", &REALBuildPictureFromGWorld>();
+  check<"REALGetPictureMask", &REALGetPictureMask>();
+  check<"REALDrawPicturePrimitive", static_cast<DrawPrimitive*>(&REALDrawPicturePrimitive)>();
+  check<"RuntimeGraphicsDrawString", &REALGraphicsDrawString>();
+  check<"RuntimeGraphicsDrawLine", &GraphicsDrawLine>();
+  check<"REALGraphicsDC", &REALGraphicsDC>();
+  check<"REALGetGraphicsOrigin", &REALGetGraphicsOrigin>();
+  check<"REALSetGraphicsOrigin", &REALSetGraphicsOrigin>();
+  check<"newMemoryBlock", &REALNewMemoryBlock>();
+  check<"memoryBlockGetPtr", &REALMemoryBlockGetPtr>();
+  check<"memoryBlockGetSize", &REALMemoryBlockGetSize>();
+  check<"PtrToMemoryBlock", &REALPtrToMemoryBlock>();
+  check<"GetControlBounds", &REALGetControlBounds>();
+  check<"REALGetControlGraphics", &REALGetControlGraphics>();
+  check<"getControlWindow", &REALGetControlWindow>();
+  check<"GetTabPanelVisible", &REALGetTabPanelVisible>();
+  check<"REALpathFromFolderItem", &REALpathFromFolderItem>();
+  check<"RuntimeUBound", &REALGetArrayUBound>();
+  check<"RuntimeDirectReadIntArray", &REALGetArrayInt>();
+  check<"RuntimeDirectReadStringArray", &REALGetArrayString>();
+  check<"RuntimeDirectReadObjectArray", &REALGetArrayObject>();
+  check<"RuntimeArrayCreateSingleDimBoundedArray", &REALCreateArray>();
 }
 
 TEST(HostServices, HostFunctionsCalledDirectlyOrNotAtAll) {

@@ -11,8 +11,6 @@ using namespace test;
 using host::Host;
 using host::StringRef;
 
-constexpr uint32_t kFirstBit = 0x80000000;
-
 class ValueHelpers : public testing::Test {
  protected:
   static StringRef adopt(REALstringStruct* string) { return Host::adopt<host::String>(string); }
@@ -144,15 +142,17 @@ TEST_F(ValueHelpers, FourCharacterCodesGoBothWays) {
   setup.host.failCall("REALConvertString");
   EXPECT_EQ(code("\xFF\x80 x", kEncodingUTF8), 0xFF802078U) << "unconverted when that fails";
 
-  for (const HostULong value : {0x41424344U, 0x00FF0041U, kFirstBit}) {
-    const StringRef string = adopt(REALBuildOSTypeString(value));
-    ASSERT_TRUE(string);
-    const std::string_view bytes = string->bytes();
-    const bool ascii = (value & 0x80808080) == 0;
-    EXPECT_EQ(string->encoding(), ascii ? kEncodingASCII : kEncodingMacRoman);
-    ASSERT_EQ(bytes.size(), 4u);
-    EXPECT_EQ(bytes[0], static_cast<char>(value >> 24));
-    EXPECT_EQ(bytes[3], static_cast<char>(value));
+  const struct {
+    HostULong code;
+    const char* bytes;
+    HostULong encoding;
+  } cases[] = {{0x41424344, "ABCD", kEncodingASCII},
+               {0x00FF0041, "\0\xFF\0A", kEncodingMacRoman},
+               {0x80000000, "\x80\0\0\0", kEncodingMacRoman}};
+  for (const auto& c : cases) {
+    const StringRef string = adopt(REALBuildOSTypeString(c.code));
+    EXPECT_EQ(string->bytes(), std::string_view(c.bytes, 4));
+    EXPECT_EQ(string->encoding(), c.encoding);
   }
 }
 

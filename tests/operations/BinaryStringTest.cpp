@@ -1,6 +1,7 @@
 #include <malloc.h>
 
 #include "Support.h"
+#include "pixels/Pixels.h"
 
 namespace {
 
@@ -70,15 +71,6 @@ TEST_P(BinaryStringTest, GoesThereAndBack) {
   }
 }
 
-TEST(BinaryStringFormatTest, HasAHeaderOfTenWords) {
-  PluginHost setup(host::PictureOptions{});
-  const PictureRef picture = setup.picture(1, 1, {0xFF102030});
-  EXPECT_EQ(setup.plugin.callGlobal("PicturetoBinaryStringZVK", picture).string()->bytes(),
-            std::string_view("PPIC\0\0\0\x2B\0\0\0\1\0\0\0\1\0\0\0\x20\0\0\0\x28"
-                             "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x10\x20\x30",
-                             43));
-}
-
 TEST_P(BinaryStringTest, RefusesWhatIsNotAWholePicture) {
   PluginHost setup(GetParam().options);
   const std::string good = encoded(8, 8, randomPixels(8, 8, 6));
@@ -90,32 +82,37 @@ TEST_P(BinaryStringTest, RefusesWhatIsNotAWholePicture) {
   const auto header = [&](uint32_t size, uint32_t width, uint32_t height, uint32_t offset) {
     return words32({kMagic, size, width, height, 32, offset}) + good.substr(24);
   };
-  const std::string malformed[] = {
-      good + "x",
-      "x" + good,
-      relabelled("PPIc" + good.substr(4)),
-      header(length - 1, 8, 8, 40),
-      header(length + 1, 8, 8, 40),
-      header(length | 0x80000000, 8, 8, 40),
-      header(length, 0, 8, 40),
-      header(length, 8, 0, 40),
-      header(length, 0xFFFFFFFF, 8, 40),
-      header(length, 0xFFFFFFFF, 0xFFFFFFFF, 40),
-      header(length, 32768, 1, 40),
-      header(length, 8, 9, 40),
-      header(length, 9, 8, 40),
-      header(length, 32767, 32767, 40),
-      header(length, 0x7FFFFFFF, 0x7FFFFFFF, 40),
-      header(length, 0x55555556, 0x80000000, 40),
-      header(length, 8, 8, 41),
-      header(length, 1, 1, length - 2),
-      header(length, 1, 1, length),
-      header(length, 1, 1, 0x7FFFFFFF),
-      header(length, 1, 1, 0x80000000),
-      header(length, 1, 1, 0xFFFFFFFF),
-  };
-  for (const std::string& text : malformed) {
-    EXPECT_FALSE(decoded(setup, text)) << testing::PrintToString(text.substr(0, 24));
+  for (const std::string& text : {good + "x", "x" + good, relabelled("PPIc" + good.substr(4))}) {
+    EXPECT_FALSE(decoded(setup, text)) << text.substr(0, 8);
+  }
+  const uint32_t malformed[][4] = {{length - 1, 8, 8, 40},
+                                   {length + 1, 8, 8, 40},
+                                   {length | 0x80000000, 8, 8, 40},
+                                   {length, 0, 8, 40},
+                                   {length, 8, 0, 40},
+                                   {length, 0xFFFFFFFF, 8, 40},
+                                   {length, 0xFFFFFFFF, 0xFFFFFFFF, 40},
+                                   {length, 32768, 1, 40},
+                                   {length, 8, 9, 40},
+                                   {length, 9, 8, 40},
+                                   {length, 32767, 32767, 40},
+                                   {length, 0x7FFFFFFF, 0x7FFFFFFF, 40},
+                                   {length, 0x55555556, 0x80000000, 40},
+                                   {length, 8, 8, 41},
+                                   {length, 1, 1, length - 2},
+                                   {length, 1, 1, length},
+                                   {length, 1, 1, 0x7FFFFFFF},
+                                   {length, 1, 1, 0x80000000},
+                                   {length, 1, 1, 0xFFFFFFFF}};
+  for (const auto& [size, width, height, offset] : malformed) {
+    EXPECT_FALSE(decoded(setup, header(size, width, height, offset)))
+        << size << " " << width << " " << height << " " << offset;
+  }
+  // Cut-off files, with the length that they had and with the one that they have.
+  for (size_t size = 0; size < 200; ++size) {
+    ASSERT_FALSE(decoded(setup, good.substr(0, size)) ||
+                 decoded(setup, relabelled(good.substr(0, size))))
+        << size;
   }
   // The last pixel ends exactly where the string ends; pixels may even lie in the header.
   EXPECT_TRUE(decoded(setup, header(length, 1, 1, length - 3)));
@@ -149,13 +146,20 @@ TEST(BinaryStringRecords, MissingRowsAreBlackOrLeftOut) {
   }
 }
 
-// Both as a cut-off file, whose header still has the old length, and with the new one.
-TEST_P(BinaryStringTest, RefusesEveryTruncation) {
-  PluginHost setup(GetParam().options);
-  const std::string good = encoded(8, 8, randomPixels(8, 8, 6));
-  for (size_t length = 0; length <= 200; ++length) {
-    ASSERT_FALSE(decoded(setup, good.substr(0, length))) << length;
-    ASSERT_FALSE(decoded(setup, relabelled(good.substr(0, length)))) << length;
+// Vectors of them reach beyond the last pixels.
+TEST(Triples, AreReadAndWrittenNoFurtherThanTheyReach) {
+  std::mt19937 random(3);
+  for (int count = 1; count <= 70; ++count) {
+    const auto size = static_cast<size_t>(count);
+    const host::Memory triples(3 * size, host::Placement::kGuarded),
+        words(4 * size, host::Placement::kGuarded), back(3 * size, host::Placement::kGuarded);
+    std::generate_n(triples.data(), 3 * size, [&] { return static_cast<uint8_t>(random()); });
+    auto* const out = reinterpret_cast<pixels::Word*>(words.data());
+    pixels::wordsFromTriples(triples.data(), out, count, 0x7F000000);
+    EXPECT_EQ(out[size - 1] >> 24, 0x7FU);
+    pixels::triplesFromWords(out, back.data(), count);
+    EXPECT_EQ(memcmp(back.data(), triples.data(), 3 * size), 0) << count;
+    EXPECT_TRUE(back.slackIntact() && words.slackIntact());
   }
 }
 

@@ -39,7 +39,7 @@ struct Operation {
 
 constexpr uint32_t kSearched = 0x336699;
 
-Formula ofColor(Rgb (*f)(Rgb)) {
+Formula ofColor(std::function<Rgb(Rgb)> f) {
   return [f](const Colors& c) { return opaque(f(rgbOf(c[0]))) & 0xFFFFFF; };
 }
 
@@ -84,34 +84,14 @@ Rgb sepia(Rgb c) {
   return {channel(40), channel(-20), channel(300)};
 }
 
-// Curves as exact fractions; contrast is given in quarters.
-struct Fraction {
-  int64_t over, under;
-};
-Fraction level(int v) { return {v, 1}; }
-Fraction contrast(int v, int quarters) { return {127 * 4 + (v - 127) * (4 + quarters), 4}; }
-Fraction linear(Fraction v, int b) {
-  return {b < 0 ? v.over * (255 + b) : v.over * (255 - b) + int64_t{b} * 255 * v.under,
-          v.under * 255};
-}
-Fraction absolute(Fraction v, int b) { return {v.over + b * v.under, v.under}; }
-
-constexpr int kBrightness[] = {300, -60, 51}, kContrast[] = {-2, 5, -6};
-
-/// `curve` takes the level and the number of the channel.
-template <typename Curve>
-Formula toned(bool clamps, Curve curve) {
-  return [=](const Colors& c) {
-    uint32_t result = 0;
-    for (int channel = 0; channel < 3; ++channel) {
-      const int shift = 16 - 8 * channel;
-      const Fraction value = curve(static_cast<int>(c[0] >> shift & 255), channel);
-      const int64_t whole = value.over / value.under;
-      const int64_t kept = clamps ? std::clamp<int64_t>(whole, 0, 255) : whole & 255;
-      result |= static_cast<uint32_t>(kept) << shift;
-    }
-    return result;
-  };
+/// A curve of each level; those that do not clamp keep the low 8 bits.
+Formula toned(bool clamps, int (*curve)(int v)) {
+  return ofColor([=](Rgb c) -> Rgb {
+    const auto channel = [=](int v) {
+      return clamps ? std::clamp(curve(v), 0, 255) : curve(v) & 255;
+    };
+    return {channel(c.red), channel(c.green), channel(c.blue)};
+  });
 }
 
 uint32_t lighter(const Colors& c) {
@@ -182,36 +162,10 @@ const std::vector<Operation>& operations() {
       within({0, 0, 5, 2}, method("InvertGrayZVK", ofColor(greyInverted), -2, 0, 7, 2)),
       method("ChangeSaturationZVK", ofColor(saturated), 90),
       method("ChangeBrightnessLinearZVK",
-             toned(false, [](int v, int) { return linear(level(v), 300); }), 300.0),
-      method("ChangeBrightnessLinearZVK",
-             toned(false, [](int v, int i) { return linear(level(v), kBrightness[i]); }), 300.0,
-             -60.0, 51.0),
-      method("ChangeBrightnessAbsoluteZVK",
-             toned(true, [](int v, int) { return absolute(level(v), -60); }), -60.0),
-      method("ChangeBrightnessAbsoluteZVK",
-             toned(true, [](int v, int i) { return absolute(level(v), kBrightness[i]); }), 300.0,
-             -60.0, 51.0),
-      method("ChangeContrastZVK", toned(true, [](int v, int) { return contrast(v, 5); }), 1.25),
-      method("ChangeContrastZVK",
-             toned(true, [](int v, int i) { return contrast(v, kContrast[i]); }), -0.5, 1.25, -1.5),
-      method("ChangeContrastBrightnessLinearZVK",
-             toned(true, [](int v, int) { return linear(contrast(v, 5), -60); }), 1.25, -60.0),
-      method("ChangeContrastBrightnessLinearZVK",
-             toned(true,
-                   [](int v, int i) { return linear(contrast(v, kContrast[i]), kBrightness[i]); }),
-             -0.5, 1.25, -1.5, 300.0, -60.0, 51.0),
-      method("ChangeContrastBrightnessAbsoluteZVK",
-             toned(true, [](int v, int) { return absolute(contrast(v, 5), 51); }), 1.25, 51.0),
-      method("ChangeContrastBrightnessAbsoluteZVK",
-             toned(true, [](int v,
-                            int i) { return absolute(contrast(v, kContrast[i]), kBrightness[i]); }),
-             -0.5, 1.25, -1.5, 300.0, -60.0, 51.0),
-      method("ChangeCustomZVK",
-             toned(true,
-                   [](int v, int) {
-                     return Fraction{5 * v - 80, 4};
-                   }),
-             1.25, -20.0),
+             toned(false, [](int v) { return (300 * 255 - 45 * v) / 255; }), 300.0),
+      method("ChangeContrastZVK", toned(true, [](int v) { return (4 * 127 + (v - 127) * 9) / 4; }),
+             1.25),
+      method("ChangeCustomZVK", toned(true, [](int v) { return (5 * v - 80) / 4; }), 1.25, -20.0),
       method(
           "ReplaceColorZVK", [](const Colors& c) { return c[0] == kSearched ? 0xFE8040 : c[0]; },
           Color{0x80000000 | kSearched}, Color{0xFFFE8040}),

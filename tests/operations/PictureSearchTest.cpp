@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -39,14 +40,8 @@ struct Grid {
   }
 };
 
-struct Found {
-  bool found;
-  int64_t x, y;
-  friend bool operator==(const Found&, const Found&) = default;
-  friend void PrintTo(const Found& f, std::ostream* out) {
-    *out << f.found << " at " << f.x << ", " << f.y;
-  }
-};
+/// Whether there is a copy, and where.
+using Found = std::tuple<bool, int64_t, int64_t>;
 
 /// Every place in reading order, every pixel.
 Found plainSearch(const Grid& haystack, const Grid& needle) {
@@ -88,15 +83,12 @@ class PictureSearchTest : public LayoutTest {
  protected:
   /// Layouts of needles that can be in one application with the haystack.
   static std::vector<Layout> needleLayouts() {
-    const auto isRecord = [](const Layout& layout) {
-      return layout.options.storage == host::Storage::kRecord;
-    };
-    std::vector<Layout> layouts;
-    for (const Layout& layout : allLayouts()) {
-      if (isRecord(layout) == isRecord(GetParam()) && storageAvailable(layout.options)) {
-        layouts.push_back(layout);
-      }
-    }
+    std::vector<Layout> layouts = allLayouts();
+    std::erase_if(layouts, [](const Layout& layout) {
+      constexpr auto kRecord = host::Storage::kRecord;
+      return (layout.options.storage == kRecord) != (GetParam().options.storage == kRecord) ||
+             !storageAvailable(layout.options);
+    });
     return layouts;
   }
 };
@@ -190,28 +182,28 @@ TEST(PictureSearchRecords, PassesOverMissingRowsAndEmptySizes) {
   const host::PictureOptions options{.storage = host::Storage::kRecord, .scatteredRows = true};
   PluginHost setup(options);
   const Grid haystack = nearlyAlike(200, 100, 2, 9);
-  const Grid black{3, 3, Pixels(9, 0xFF000000)};
   const PictureRef picture = setup.picture(200, 100, haystack.pixels);
   const PictureRef needle = setup.picture(3, 3, haystack.crop(150, 90, 3, 3).pixels);
   uint8_t** rows = picture->record()->rowStarts;
   uint8_t* const row = std::exchange(rows[50], nullptr);
-  EXPECT_FALSE(search(setup, picture, setup.picture(3, 3, black.pixels)).found);
+  const Found nothing{false, 0, 0};
+  EXPECT_EQ(search(setup, picture, setup.picture(3, 3, Pixels(9, 0xFF000000))), nothing);
   // The needle lies over the gap with any of its rows.
   for (int y = 48; y <= 50; ++y) {
-    EXPECT_FALSE(
-        search(setup, picture, setup.picture(60, 3, haystack.crop(70, y, 60, 3).pixels)).found);
+    const Grid part = haystack.crop(70, y, 60, 3);
+    EXPECT_EQ(search(setup, picture, setup.picture(60, 3, part.pixels)), nothing);
   }
   EXPECT_EQ(search(setup, picture, needle), plainSearch(haystack, haystack.crop(150, 90, 3, 3)));
   rows[50] = row;
   uint8_t** needleRows = needle->record()->rowStarts;
   uint8_t* const needleRow = std::exchange(needleRows[1], nullptr);
-  EXPECT_FALSE(search(setup, picture, needle).found);
+  EXPECT_EQ(search(setup, picture, needle), nothing);
   needleRows[1] = needleRow;
 
   for (const PictureRef& empty : {picture, needle}) {
     for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
       empty->faults.width = size;
-      EXPECT_EQ(search(setup, picture, needle), (Found{false, 0, 0}));
+      EXPECT_EQ(search(setup, picture, needle), nothing);
     }
     empty->faults.width.reset();
   }
@@ -239,6 +231,7 @@ class MemoryLimit {
 // over there, and where there is no memory for them, comparing goes on.
 TEST(PictureSearchRecords, GoesOnInTheRowThatItReached) {
   constexpr int kWidth = 2'000'000;
+  mallopt(M_MMAP_THRESHOLD, 1 << 20);  // what was freed is no longer the process's
   PluginHost setup({.storage = host::Storage::kRecord});
   Grid haystack = nearlyAlike(kWidth, 4, 2, 3);
   const Grid needle = nearlyAlike(40, 2, 2, 4);
