@@ -1,6 +1,4 @@
 // What both filter classes have in common: how they hold their pictures.
-#include <functional>
-
 #include "FilterSupport.h"
 
 namespace {
@@ -15,6 +13,7 @@ TEST_P(FilterClassTest, HoldsEachPictureOnceHoweverOftenItRunsAndCloses) {
   const host::PictureRef source = setup.picture(3, 2, randomPixels(3, 2, 2));
   host::InstanceRef filter = newFilter(setup, GetParam(), {{"SourcePicture", source}});
   EXPECT_EQ(source->references(), 2);
+  EXPECT_FALSE(filter->setProperty("SourcePicture", 5));
   ASSERT_TRUE(run(setup, filter));
   const host::PictureRef first = destination(filter);
   ASSERT_TRUE(run(setup, filter));
@@ -51,36 +50,20 @@ TEST_P(FilterClassTest, MayFilterItsOwnDestination) {
 // A failed run clears the table filter's destination and keeps the sepia filter's.
 TEST_P(FilterClassTest, FailsWithoutSourceWriterOrResult) {
   const bool clears = GetParam() == std::string_view("PictureLut3DZVK");
-  struct Failure {
-    const char* what;
-    host::Storage storage;
-    std::function<void(PluginHost&, const host::InstanceRef&)> provoke;
-  };
-  const Failure failures[] = {
-      {"no source", host::Storage::kCairo,
-       [](PluginHost&, const host::InstanceRef& filter) {
-         filter->setProperty("SourcePicture", nullptr);
-       }},
-      {"source cannot be read", host::Storage::kCairo,
-       [](PluginHost&, const host::InstanceRef& filter) {
-         filter->property("SourcePicture").picture()->faults.nullData = true;
-       }},
-      {"no new picture", host::Storage::kCairo,
-       [](PluginHost& setup, const host::InstanceRef&) { setup.host.failCall("newPicture"); }},
-      {"no picture from the buffer", host::Storage::kDrawable,
-       [](PluginHost& setup, const host::InstanceRef&) {
-         setup.host.failCall("REALBuildPictureFromBuffer");
-       }},
-  };
-  for (const Failure& failure : failures) {
-    SCOPED_TRACE(failure.what);
-    if (!storageAvailable({.storage = failure.storage})) continue;
-    PluginHost setup(host::Settings::forStorage(failure.storage));
-    const host::InstanceRef filter = newFilter(
-        setup, GetParam(), {{"SourcePicture", setup.picture(3, 2, randomPixels(3, 2, 4))}});
+  for (int failure = 0; failure < 4; ++failure) {
+    SCOPED_TRACE(failure);
+    const host::PictureOptions options{.storage = failure == 3 ? host::Storage::kDrawable
+                                                               : host::Storage::kCairo};
+    if (!storageAvailable(options)) continue;
+    PluginHost setup(host::Settings::forStorage(options.storage));
+    const host::PictureRef source = setup.picture(3, 2, randomPixels(3, 2, 4));
+    const host::InstanceRef filter = newFilter(setup, GetParam(), {{"SourcePicture", source}});
     ASSERT_TRUE(run(setup, filter));
     const host::PictureRef earlier = destination(filter);
-    failure.provoke(setup, filter);
+    if (failure == 0) filter->setProperty("SourcePicture", nullptr);
+    if (failure == 1) source->faults.nullData = true;
+    if (failure == 2) setup.host.failCall("newPicture");
+    if (failure == 3) setup.host.failCall("REALBuildPictureFromBuffer");
     EXPECT_FALSE(run(setup, filter));
     EXPECT_EQ(destination(filter), clears ? host::PictureRef() : earlier);
     EXPECT_EQ(earlier->references(), clears ? 1 : 2);

@@ -93,6 +93,9 @@ TEST_F(ValueHelpers, TextEndsAtItsZeroOrItsLimit) {
 TEST_F(ValueHelpers, FastConversionConvertsOnlyWhenNeeded) {
   const StringRef ascii = setup.host.newString("abc", kEncodingASCII);
   const StringRef latin = setup.host.newString("\xFC", kEncodingWindowsLatin1);
+  setup.host.withhold("REALLockString");
+  EXPECT_EQ(REALConvertStringFast(ascii.handle(), kEncodingASCII), nullptr);
+  setup.host.restore("REALLockString");
   for (const HostULong encoding :
        {kEncodingASCII, kEncodingWindowsLatin1, kEncodingUTF8, kEncodingMacRoman}) {
     EXPECT_EQ(adopt(REALConvertStringFast(ascii.handle(), encoding)), ascii) << encoding;

@@ -232,6 +232,7 @@ TEST(HostArrays, InsertInTheMiddleAndReleaseWhatTheyHold) {
   const host::StringRef text = host.newString("text");
   host::ArrayRef texts(host::Array::create(host, host::ElementType::kString, 0));
   texts->set<REALstringStruct*>(0, text.handle());
+  EXPECT_THAT(host.accounts(), IsEmpty()) << "the array's reference is no leak";
   texts = nullptr;
   EXPECT_THAT(host.accounts(), IsEmpty());
 }
@@ -257,8 +258,14 @@ TEST(HostTexts, ConvertCompareAndJoin) {
 
 TEST(HostObjects, HaveClassesPropertiesAndBounds) {
   Host host;
+  alignas(16) const uint8_t nobody[64] = {};
+  EXPECT_EQ(Host::object(nobody + 32), nullptr);
   EXPECT_TRUE(host.isA("NilObjectException", "Object"));
   EXPECT_FALSE(host.isA("NilObjectException", "Picture"));
+  REALclassDefinition thing = {.name = "Thing", .superName = "RuntimeException"};
+  serve<void>("PluginRegisterClass", &thing);
+  EXPECT_TRUE(host.isA("Thing", "RuntimeException"));
+  EXPECT_EQ(host::Value(host::Color{0xFF112233}).describe(), "&c112233");
   const auto control = host.newObject(
       "Control", {{"Left", 1}, {"Top", 2}, {"Width", 10}, {"Height", 20}, {"Visible", 1}});
   int16_t edges[4];
@@ -274,7 +281,9 @@ TEST(HostNames, AreFoundWhereTheyAreSpelledMuchAlike) {
   const host::Names names = {"InvertZVK", "ChangeSaturationZVK", "TintPictureZVK"};
   EXPECT_THAT(host::similarNames("Invrt", names), ElementsAre("InvertZVK"));
   EXPECT_THAT(host::similarNames("saturate", names), ElementsAre("ChangeSaturationZVK"));
-  EXPECT_THAT(host::similarNames("blur", names), IsEmpty());
+  for (const char* other : {"blur", "Inxyzt"}) {
+    EXPECT_THAT(host::similarNames(other, names), IsEmpty());
+  }
   EXPECT_TRUE(host::standsFor("invert", "InvertZVK"));
 }
 

@@ -19,26 +19,27 @@ Counters countersOf(const BlockRef& block) {
 struct Counted {
   BlockRef red, blue, green;
   int64_t count;
+
+  Counted(PluginHost& setup, const PictureRef& picture, const BlockRef& r = {},
+          const BlockRef& b = {}, const BlockRef& g = {}) {
+    const auto results =
+        setup.plugin.invokeByName(picture, "CountColorsZVK", {r, b, g, 77}).byReference;
+    red = results[0].value.block(), blue = results[1].value.block();
+    green = results[2].value.block(), count = results[3].value.integer();
+  }
 };
-Counted countColors(PluginHost& setup, const PictureRef& picture, const BlockRef& red = {},
-                    const BlockRef& blue = {}, const BlockRef& green = {}) {
-  const auto variables =
-      setup.plugin.invokeByName(picture, "CountColorsZVK", {red, blue, green, 77}).byReference;
-  return {variables[0].value.block(), variables[1].value.block(), variables[2].value.block(),
-          variables[3].value.integer()};
-}
 
 // One block for two channels, and one that is longer than needed and at an odd address.
 TEST(HistogramTest, IsAddedToBlocks) {
   PluginHost setup(host::PictureOptions{});
   const PictureRef picture = setup.picture(514, 3, randomPixels(514, 3, 9, true));
-  const Counted made = countColors(setup, picture);
+  const Counted made(setup, picture);
   ASSERT_TRUE(made.red && made.blue && made.green);
   const Counters red = countersOf(made.red), blue = countersOf(made.blue),
                  green = countersOf(made.green);
   const BlockRef odd = setup.host.newBlock(1027, host::Placement::kGuarded);
   memset(odd->data(), 0xFF, 1027);
-  const Counted again = countColors(setup, picture, made.red, made.red, odd);
+  const Counted again(setup, picture, made.red, made.red, odd);
   EXPECT_TRUE(again.red == made.red && again.blue == made.red && again.green == odd);
   for (size_t v = 0; v < 256; ++v) {
     EXPECT_EQ(countersOf(made.red)[v], 2 * red[v] + blue[v]);
@@ -56,20 +57,20 @@ TEST(HistogramTest, RefusesShortBlocksAndPicturesItCannotRead) {
   for (const BlockRef& bad :
        {nowhere, setup.host.newBlock(1023, host::Placement::kGuarded), setup.host.newBlock(0)}) {
     const BlockRef a = setup.host.newBlock(1024), b = setup.host.newBlock(1024);
-    EXPECT_EQ(countColors(setup, picture, bad, a, b).count, -1);
-    EXPECT_EQ(countColors(setup, picture, a, bad, b).count, -1);
-    EXPECT_EQ(countColors(setup, picture, a, b, bad).count, -1);
+    EXPECT_EQ(Counted(setup, picture, bad, a, b).count, -1);
+    EXPECT_EQ(Counted(setup, picture, a, bad, b).count, -1);
+    EXPECT_EQ(Counted(setup, picture, a, b, bad).count, -1);
     EXPECT_EQ(countersOf(a), Counters(256));
     EXPECT_EQ(countersOf(b), Counters(256));
   }
   // New blocks reach the caller whatever happens next.
   const PictureRef unreadable = setup.picture(1, 1, {0});
   unreadable->faults.nullData = true;
-  const Counted unread = countColors(setup, unreadable);
+  const Counted unread(setup, unreadable);
   EXPECT_EQ(unread.count, -1);
   EXPECT_TRUE(unread.red && unread.blue && unread.green);
   setup.host.failCall("newMemoryBlock", 2);
-  const Counted unmade = countColors(setup, picture);
+  const Counted unmade(setup, picture);
   EXPECT_EQ(unmade.count, -1);
   EXPECT_TRUE(unmade.red && !unmade.blue && unmade.green);
 }

@@ -86,62 +86,55 @@ void wuLine(Canvas& canvas, int x0, int y0, int x1, int y1) {
   canvas.blend(x1, y1, 0);
 }
 
-struct Series {
-  std::vector<double> a, b;  ///< rows
-};
-
 double rowOf(double mid, double value) {
   return std::isfinite(value) ? std::clamp(std::trunc(mid + value), -32768.0, 32767.0) : mid;
 }
 
-Series modelRows(const Bytes& bytes, const Request& r) {
+/// The rows of both series in each column.
+using Rows = std::vector<std::array<double, 2>>;
+
+Rows modelRows(const Bytes& bytes, const Request& r) {
   const int64_t records = static_cast<int64_t>(bytes.size()) / 2;
-  const auto value = [&](int64_t k, int which) {
-    return static_cast<double>(static_cast<int8_t>(bytes[static_cast<size_t>(2 * k + which)]));
+  const auto value = [&](int64_t k, size_t which) {
+    const auto byte = k < records ? bytes[2 * static_cast<size_t>(k) + which] : 0;
+    return static_cast<double>(static_cast<int8_t>(byte));
   };
   const double a = 2.0 / (r.smooth + 1.0);
-  double eA = records > 0 ? value(0, 1) : 0, eB = records > 0 ? value(0, 0) : 0, peak = 100;
-  Series series{std::vector<double>(static_cast<size_t>(r.width)),
-                std::vector<double>(static_cast<size_t>(r.width))};
-  series.a[0] = eA, series.b[0] = eB;
+  double peak = 100;
+  std::array<double, 2> averages = {value(0, 1), value(0, 0)};
+  Rows rows(static_cast<size_t>(r.width));
+  rows[0] = averages;
   for (int64_t k = 1; k <= r.count && k <= std::max<int64_t>(records, 1); ++k) {
-    if (k < records) {
-      eA = eA * (1 - a) + value(k, 0) * a;
-      eB = eB * (1 - a) + value(k, 1) * a;
-      if (eB > peak) peak = eB;
-    }
-    const auto column = static_cast<size_t>((k - 1) * r.width / r.count);
-    series.a[column] = eA, series.b[column] = eB;
+    for (size_t i = 0; i < 2 && k < records; ++i)
+      averages[i] = averages[i] * (1 - a) + value(k, i) * a;
+    peak = std::max(peak, averages[1]);
+    rows[static_cast<size_t>((k - 1) * r.width / r.count)] = averages;
   }
-  for (auto* values : {&series.a, &series.b}) {
-    for (double& v : *values) v = rowOf(r.height / 2, v * 0.5 / peak * r.height);
+  for (auto& column : rows) {
+    for (double& v : column) v = rowOf(r.height / 2, v * 0.5 / peak * r.height);
   }
-  return series;
+  return rows;
 }
 
 Pixels model(const Bytes& bytes, Request r) {
   if (r.count < 1) r.count = static_cast<int>(bytes.size() / 2);
   if (r.height < 1) r.height = 500;
   if (r.width < 1) r.width = r.count;
-  const Series rows = modelRows(bytes, r);
   const int mid = r.height / 2;
   Canvas canvas(r.width, r.height, kBack.rgb);
+  const Rows rows = modelRows(bytes, r);
   for (int x = 0; x < r.width; ++x) {
-    for (const auto* series : {&rows.a, &rows.b}) {
-      const int y = static_cast<int>((*series)[static_cast<size_t>(x)]);
-      for (int i = std::max(0, std::min(y, mid)); i <= std::min(r.height - 1, std::max(y, mid));
-           ++i) {
-        canvas.at(x, i) = kFore.rgb;
-      }
+    for (const double row : rows[static_cast<size_t>(x)]) {
+      const int y = static_cast<int>(row), last = std::min(r.height - 1, std::max(y, mid));
+      for (int i = std::max(0, std::min(y, mid)); i <= last; ++i) canvas.at(x, i) = kFore.rgb;
     }
   }
-  int fromX = 0, fromA = mid, fromB = mid;
+  std::array<int, 2> from = {mid, mid};
   for (int x = 0; x < r.width && r.outline == 1; ++x) {
-    const int yA = static_cast<int>(rows.a[static_cast<size_t>(x)]);
-    const int yB = static_cast<int>(rows.b[static_cast<size_t>(x)]);
-    wuLine(canvas, fromX, fromA, x, yA);
-    wuLine(canvas, fromX, fromB, x, yB);
-    fromX = x, fromA = yA, fromB = yB;
+    for (size_t i = 0; i < 2; ++i) {
+      const int y = static_cast<int>(rows[static_cast<size_t>(x)][i]);
+      wuLine(canvas, std::max(x - 1, 0), std::exchange(from[i], y), x, y);
+    }
   }
   return canvas.pixels;
 }

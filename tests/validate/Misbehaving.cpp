@@ -93,133 +93,86 @@ void* sleepLong(void*) {
   return nullptr;
 }
 
-struct Fault {
-  const char* check;
-  void (*commit)(Picture self);
-};
+/// What is done before the real routine is called.
+void misbehaveBefore(Picture self) {
+  if (self == nullptr) {
+    if (fault("calls.nil")) raise(nullptr), abort();
+    return;
+  }
+  if (fault("start.records-kept")) extension->flags ^= 4;
+  if (fault("calls.survives")) abort();
+  if (fault("calls.source-unchanged")) changeFirstPixel(self, 0x40);
+  if (fault("calls.exceptions")) raise("Object");
+  if (fault("calls.stack")) {
+    // The compiler relies on a stack that is aligned to 16 bytes.
+    alignas(16) volatile float room[4];
+    auto* address = const_cast<float*>(room);
+    asm volatile("movaps %%xmm0, (%0)" : : "r"(address) : "memory");
+  }
+  if (fault("accounts.references")) host<void>("REALLockObject", object(self));
+  if (fault("accounts.releases")) release(self);
+  if (fault("accounts.handles")) {
+    const Picture gone = smallPicture();
+    release(gone);
+    host<void>("REALPictureClearCache", gone);
+  }
+  if (fault("accounts.texts")) {
+    auto* string = host<REALstringStruct*>("REALBuildString", "text", 4);
+    REALstringData data;
+    host<HostBoolean>("PluginGetStringData", string, HostULong{kEncodingUTF8}, &data);
+    host<void>("REALUnlockString", string);
+  }
+  if (fault("accounts.exceptions")) raise("NilObjectException"), raise("NilObjectException");
+  REALpictureDescription description;
+  if (fault("accounts.locks")) lock(self, description, kDescriptionCairo);
+  if (fault("accounts.pixbufs")) {
+    using New = void*(int, int, int, int, int);
+    reinterpret_cast<New*>(dlsym(RTLD_DEFAULT, "gdk_pixbuf_new"))(0, 0, 8, 2, 2);
+  }
+  if (fault("accounts.heap")) static_cast<volatile char*>(malloc(10))[0] = 1;
+  if (fault("accounts.files")) (void)open("/dev/null", O_RDONLY);
+  pthread_t thread;
+  if (fault("accounts.threads")) pthread_create(&thread, nullptr, sleepLong, nullptr);
+  if (fault("process.output")) puts("inverting");
+  if (fault("process.directory")) (void)!chdir("/");
+  if (fault("process.locale")) setlocale(LC_ALL, "C.UTF-8");
+  if (fault("process.signals")) signal(SIGUSR1, SIG_IGN);
+  if (fault("process.environment")) setenv("INVERTED", "1", 1);
+  if (fault("process.rounding")) fesetround(FE_UPWARD);
+  if (fault("process.floating-point")) _mm_setcsr(_mm_getcsr() & ~0x0100U);
+  if (fault("memory.rows-end")) {
+    visitRow(self, true, [](uint8_t* row, int width) { byteAt(row, 4 * width); });
+  }
+  if (fault("memory.rows-start")) visitRow(self, false, [](uint8_t* row, int) { byteAt(row, -1); });
+  if (fault("memory.surroundings")) {
+    visitRow(self, false, [](uint8_t* row, int width) { row[4 * width] = 1; });
+  }
+  if (fault("memory.heap") || fault("faults.allocations")) {
+    auto* bytes = static_cast<volatile char*>(malloc(hidden(8)));
+    bytes[hidden(fault("memory.heap") ? 8 : 0)] = 1;
+    free(const_cast<char*>(bytes));
+  }
+  if (fault("faults.references") && !resolver("REALLockObject")) abort();
+  if (calls <= 4) return;
+  if (fault("sequences.survive")) abort();
+  if (fault("sequences.accounts")) host<void>("REALLockObject", object(self));
+  if (fault("sequences.process")) (void)!chdir("/");
+}
 
-// Before the real routine is called.
-const Fault kFaultsBefore[] = {
-    {"start.records-kept", [](Picture) { extension->flags ^= 4; }},
-    {"calls.survives", [](Picture) { abort(); }},
-    {"calls.source-unchanged", [](Picture self) { changeFirstPixel(self, 0x40); }},
-    {"calls.exceptions", [](Picture) { raise("Object"); }},
-    {"calls.nil",
-     [](Picture self) {
-       if (self == nullptr) raise(nullptr), abort();
-     }},
-    {"calls.stack",
-     [](Picture) {
-       // The compiler relies on a stack that is aligned to 16 bytes.
-       alignas(16) volatile float room[4];
-       auto* address = const_cast<float*>(room);
-       asm volatile("movaps %%xmm0, (%0)" : : "r"(address) : "memory");
-     }},
-    {"accounts.references", [](Picture self) { host<void>("REALLockObject", object(self)); }},
-    {"accounts.releases", [](Picture self) { release(self); }},
-    {"accounts.handles",
-     [](Picture) {
-       const Picture gone = smallPicture();
-       release(gone);
-       host<void>("REALPictureClearCache", gone);
-     }},
-    {"accounts.texts",
-     [](Picture) {
-       auto* string = host<REALstringStruct*>("REALBuildString", "text", 4);
-       REALstringData data;
-       host<HostBoolean>("PluginGetStringData", string, HostULong{kEncodingUTF8}, &data);
-       host<void>("REALUnlockString", string);
-     }},
-    {"accounts.exceptions",
-     [](Picture) {
-       raise("NilObjectException");
-       raise("NilObjectException");
-     }},
-    {"accounts.locks",
-     [](Picture self) {
-       REALpictureDescription description;
-       lock(self, description, kDescriptionCairo);
-     }},
-    {"accounts.pixbufs",
-     [](Picture) {
-       using New = void*(int, int, int, int, int);
-       auto* make = reinterpret_cast<New*>(dlsym(RTLD_DEFAULT, "gdk_pixbuf_new"));
-       make(0, 0, 8, 2, 2);
-     }},
-    {"accounts.heap", [](Picture) { static_cast<volatile char*>(malloc(10))[0] = 1; }},
-    {"accounts.files", [](Picture) { (void)open("/dev/null", O_RDONLY); }},
-    {"accounts.threads",
-     [](Picture) {
-       pthread_t thread;
-       pthread_create(&thread, nullptr, sleepLong, nullptr);
-     }},
-    {"process.output", [](Picture) { puts("inverting"); }},
-    {"process.directory", [](Picture) { (void)!chdir("/"); }},
-    {"process.locale", [](Picture) { setlocale(LC_ALL, "C.UTF-8"); }},
-    {"process.signals", [](Picture) { signal(SIGUSR1, SIG_IGN); }},
-    {"process.environment", [](Picture) { setenv("INVERTED", "1", 1); }},
-    {"process.rounding", [](Picture) { fesetround(FE_UPWARD); }},
-    {"process.floating-point", [](Picture) { _mm_setcsr(_mm_getcsr() & ~0x0100U); }},
-    {"memory.rows-end",
-     [](Picture self) { visitRow(self, true, [](uint8_t* row, int w) { byteAt(row, 4 * w); }); }},
-    {"memory.rows-start",
-     [](Picture self) { visitRow(self, false, [](uint8_t* row, int) { byteAt(row, -1); }); }},
-    {"memory.surroundings",
-     [](Picture self) { visitRow(self, false, [](uint8_t* row, int w) { row[4 * w] = 1; }); }},
-    {"memory.heap",
-     [](Picture) {
-       auto* bytes = static_cast<volatile char*>(malloc(hidden(8)));
-       bytes[hidden(8)] = 1;
-       free(const_cast<char*>(bytes));
-     }},
-    {"faults.references",
-     [](Picture) {
-       if (!resolver("REALLockObject")) abort();
-     }},
-    {"faults.allocations",
-     [](Picture) {
-       auto* bytes = static_cast<volatile char*>(malloc(8));
-       bytes[0] = 1;
-       free(const_cast<char*>(bytes));
-     }},
-    {"sequences.survive",
-     [](Picture) {
-       if (calls > 4) abort();
-     }},
-    {"sequences.accounts",
-     [](Picture self) {
-       if (calls > 4) host<void>("REALLockObject", object(self));
-     }},
-    {"sequences.process",
-     [](Picture) {
-       if (calls > 4) (void)!chdir("/");
-     }},
-};
-
-// On its result.
-const Fault kFaultsBehind[] = {
-    {"calls.same-twice",
-     [](Picture result) { changeFirstPixel(result, static_cast<uint8_t>(calls)); }},
-    {"calls.every-storage", [](Picture result) { changeFirstPixel(result, 0x40); }},
-    {"memory.fresh",
-     [](Picture result) {
-       void* bytes = malloc(8);
-       changeFirstPixel(result, byteAt(bytes, static_cast<long>(hidden(3))));
-       free(bytes);
-     }},
-};
-
-void commit(const Fault* faults, size_t count, Picture picture) {
-  for (size_t i = 0; i < count; ++i) {
-    if (picture != nullptr || fault("calls.nil")) {
-      if (fault(faults[i].check)) faults[i].commit(picture);
-    }
+/// And on its result.
+void misbehaveBehind(Picture result) {
+  if (fault("calls.same-twice")) changeFirstPixel(result, static_cast<uint8_t>(calls));
+  if (fault("calls.every-storage")) changeFirstPixel(result, 0x40);
+  if (fault("memory.fresh")) {
+    void* bytes = malloc(8);
+    changeFirstPixel(result, byteAt(bytes, static_cast<long>(hidden(3))));
+    free(bytes);
   }
 }
 
 Picture invert(Picture self) {
   ++calls;
-  commit(kFaultsBefore, std::size(kFaultsBefore), self);
+  misbehaveBefore(self);
   if (fault("calls.works")) return nullptr;
   if (self && fault("calls.result")) return host<Picture>("REALBuildString", "text", 4);
   if (self && fault("calls.whole-result")) {
@@ -227,7 +180,7 @@ Picture invert(Picture self) {
   }
   const Picture result = realInvert(self);
   if (self && !result && fault("faults.once/other")) return smallPicture();
-  commit(kFaultsBehind, std::size(kFaultsBehind), result);
+  if (result) misbehaveBehind(result);
   if (result && fault("faults.sizes") && widthOf(result) != widthOf(self)) abort();
   return result;
 }
