@@ -1,7 +1,7 @@
 #include <array>
 #include <limits>
 
-#include "Lut3DModel.h"
+#include "FilterSupport.h"
 
 namespace {
 

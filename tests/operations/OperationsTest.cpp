@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "filters/Lut3DModel.h"
+#include "filters/FilterSupport.h"
 
 namespace {
 

@@ -92,6 +92,13 @@ TEST_F(TellingTest, WhatPicturesAre) {
   const auto facts = nlohmann::json::parse(done("info --json clear.png"));
   EXPECT_EQ(facts["transparentPixels"], 2);
   EXPECT_EQ(facts["channels"]["alpha"]["low"], 0);
+  host::SaveOptions options;
+  options.extras.dotsPerInchX = options.extras.dotsPerInchY = 300;
+  for (const char* file : {"dense.png", "dense.jpg"}) {
+    host::savePicture(*host_.newPicture(2, 2, source_, {}), file, options);
+    const auto dense = nlohmann::json::parse(done(std::string("info --json ") + file));
+    EXPECT_NEAR(dense["dotsPerInch"].get<double>(), 300, 0.1) << file;
+  }
   const Outcome outcome = run("info in.png gone.png in.png");
   EXPECT_EQ(outcome.status, 2);
   EXPECT_THAT(outcome.out, HasSubstr("alpha no\nred 16 to 160, mean 88.00\ngreen 32 to 176"));
