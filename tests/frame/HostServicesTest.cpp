@@ -392,7 +392,8 @@ TEST_P(ArrayElements, KeepTheReferencesOfStringsAndObjectsExact) {
   EXPECT_EQ(get(), text);
   // An element may be set to itself where nobody else holds it.
   set(setup.host.newString("own").handle());
-  set(get().handle());
+  REALstringStruct* const own = get().handle();
+  set(own);
   EXPECT_EQ(get()->bytes(), "own");
   set(nullptr);
   EXPECT_FALSE(get());

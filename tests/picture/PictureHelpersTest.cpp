@@ -88,7 +88,7 @@ ZVK_ALL_LAYOUTS(PictureHelpersTest);
 // --- Drawing ------------------------------------------------------------------------------------
 
 TEST(DrawPicture, CopiesRecordsWhereTheMethodIsMissing) {
-  for (const double version : {2011.0, 2012.0}) {
+  for (const double version : {2012.0, 2011.0}) {
     host::Settings settings = host::Settings::forStorage(Storage::kRecord);
     settings.version = version;
     LinkedHost setup(settings);
