@@ -434,4 +434,6 @@ int CommandLine::run(int argc, char** argv) {
   return command_ ? command_() : help({});
 }
 
+int runCommandLine(int argc, char** argv) { return CommandLine(argv[0]).run(argc, argv); }
+
 }  // namespace zvk

@@ -121,6 +121,9 @@ int runMany(const CommonOptions& common, const BatchOptions& options);
 int waveform(const CommonOptions& common, const WaveformOptions& options);
 int info(const CommonOptions& common, const InfoOptions& options);
 
+/// Parses the command line and runs what it asks for; returns and throws as they do.
+int runCommandLine(int argc, char** argv);
+
 /// Runs `command` and turns what it throws into one line on standard error and an exit status.
 template <typename Command>
 int guarded(Command command);

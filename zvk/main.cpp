@@ -2,8 +2,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "CommandLine.h"
 #include "Speech.h"
+#include "Tool.h"
 
 namespace {
 
@@ -20,9 +20,8 @@ void holdStandardStreams() {
 
 int main(int argc, char** argv) {
   holdStandardStreams();
-  zvk::CommandLine line(argv[0]);
   return zvk::guarded([&] {
-    const int status = line.run(argc, argv);
+    const int status = zvk::runCommandLine(argc, argv);
     zvk::finishOutput();
     return status;
   });
