@@ -116,7 +116,7 @@ TEST_F(Lut3DTest, IgnoresEntriesBeyondTheLastGridPoint) {
 
 // Of large pictures the grid is looked at first: it is tame to its last point, or it is not.
 TEST_F(Lut3DTest, LimitsWhatTheLastGridPointGives) {
-  LutTable table = LutTable::identity();
+  LutTable table = LutTable::filled([](int, int, int, int) { return 255.0; });
   for (int x = 0; x < 3; ++x) table.at(15, 15, 15, x) = 300;
   EXPECT_EQ(filtered(setup, filterWith(table), setup.picture(100, 50, Pixels(5000, ~0U))),
             Pixels(5000, 0xFFFFFF));
