@@ -188,11 +188,17 @@ TEST(PictureSearchRecords, PassesOverMissingRowsAndEmptySizes) {
   uint8_t* const row = std::exchange(rows[50], nullptr);
   const Found nothing{false, 0, 0};
   EXPECT_EQ(search(setup, picture, setup.picture(3, 3, Pixels(9, 0xFF000000))), nothing);
-  // The needle lies over the gap with any of its rows.
+  // The needle lies over the gap with any of its rows; few colours go by hashes, many by comparing.
+  const Grid colorful{200, 100, randomPixels(200, 100, 9)};
+  const PictureRef other = setup.picture(200, 100, colorful.pixels);
+  uint8_t* const otherRow = std::exchange(other->record()->rowStarts[50], nullptr);
   for (int y = 48; y <= 50; ++y) {
-    const Grid part = haystack.crop(70, y, 60, 3);
-    EXPECT_EQ(search(setup, picture, setup.picture(60, 3, part.pixels)), nothing);
+    for (const auto& [where, grid] : {std::pair(picture, haystack), std::pair(other, colorful)}) {
+      const Grid part = grid.crop(70, y, 60, 3);
+      EXPECT_EQ(search(setup, where, setup.picture(60, 3, part.pixels)), nothing);
+    }
   }
+  other->record()->rowStarts[50] = otherRow;
   EXPECT_EQ(search(setup, picture, needle), plainSearch(haystack, haystack.crop(150, 90, 3, 3)));
   rows[50] = row;
   uint8_t** needleRows = needle->record()->rowStarts;
