@@ -44,14 +44,6 @@ struct State {
 };
 constinit State state{};
 
-bool isPlugins(const void* caller) {
-  const auto address = reinterpret_cast<uintptr_t>(caller);
-  for (size_t i = 0; i < state.rangeCount; ++i) {
-    if (address >= state.plugin[i].begin && address < state.plugin[i].end) return true;
-  }
-  return false;
-}
-
 int noteOther(dl_phdr_info* info, size_t, void*) {
   if (state.otherCount < kMostLibraries) state.others[state.otherCount++] = info->dlpi_addr;
   return 0;
@@ -143,6 +135,14 @@ void __libc_free(void* block);
 namespace {
 
 using namespace zvk::validation::heap;
+
+bool isPlugins(const void* caller) {
+  const auto address = reinterpret_cast<uintptr_t>(caller);
+  for (size_t i = 0; i < state.rangeCount; ++i) {
+    if (address >= state.plugin[i].begin && address < state.plugin[i].end) return true;
+  }
+  return false;
+}
 
 void* allocate(size_t size, uint8_t fill, size_t alignment = 0) {
   if (!allow()) return nullptr;
