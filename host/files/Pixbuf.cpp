@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "Codec.h"
+#include "Gif.h"
 #include "Library.h"
 
 namespace host {
@@ -131,6 +132,7 @@ class PixbufDecoder final : public Decoder {
         loader_(pixbuf().gdk_pixbuf_loader_new()),
         rest_(bytes),
         cutIcon_(isCutIcon(bytes)),
+        cutGif_(isCutGif(bytes)),
         icons_(iconsIn(bytes)),
         deepPnm_(isDeepPnm(bytes)) {
     stumbled = false;
@@ -166,6 +168,7 @@ class PixbufDecoder final : public Decoder {
                  (missing == 1 ? " row is missing" : " rows are missing"));
     }
     if (cutIcon_) noteDamage("the file ends too early");
+    if (cutGif_) noteDamage("the picture is not whole");
     if (stumbled) noteDamage("the file contradicts itself");
     copy(pixels, rows);
     readExtras(pixels);
@@ -270,7 +273,7 @@ class PixbufDecoder final : public Decoder {
   std::string_view rest_;
   std::vector<bool> seen_;  ///< rows of which the loader told
   std::string error_;
-  bool cutIcon_;
+  bool cutIcon_, cutGif_;
   int icons_;
   bool deepPnm_, closed_ = false;
 };

@@ -183,6 +183,9 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
   host::writeFile("out.png", "kept");
   host::writeFile("notes.txt", "no picture\n");
   host::writeFile("empty", "");
+  // The end comes after one of two pixels.
+  host::writeFile("half.gif",
+                  std::string("GIF89a\2\0\1\0\200\0\0colors,\0\0\0\0\2\0\1\0\0\2\2D\1\0;", 35));
   // Its frame has no column, at which a loader stumbles.
   host::writeFile("flat.gif", std::string("GIF89a\1\0\1\0\0\0\0,\0\0\0\0\0\0\1\0\0\2\2D\1\0;", 28));
   host::writeFile("half.png", picture.substr(0, picture.size() / 2));
@@ -211,6 +214,7 @@ TEST_F(RunTest, RefusesWhatCannotBeDone) {
       {"run in.png Invert -o in.png/out.png", 2, "in.png is a file, not a folder"},
       {"run in.png isWhite --quality 9", 2, "nothing is saved"},
       {"run flat.gif Invert -o out.png", 2, "flat.gif: not a whole GIF file"},
+      {"run half.gif Invert -o out.png", 2, "half.gif: damaged: the picture is not whole"},
       {"run notes.txt InvertZVK -o out.png", 2, "possible are JPEG, PNG"},
       {"run half.png InvertZVK -o out.png", 2, "half.png: damaged: the file ends too early"},
       {"run half.jpg InvertZVK -o out.png", 2, "half.jpg: damaged: Premature end"},
