@@ -46,6 +46,7 @@ TEST(DeclarationGrammar, ReadsWhatTheHostReads) {
 TEST(DeclarationGrammar, RefusesWhatIsNoDeclaration) {
   std::string many = "f(a as double";
   for (int i = 0; i < grammar::kMaxParameters; ++i) many += ",a as double";
+  many += ")";
   for (const char* text : {"",
                            "()",
                            "f(",
@@ -66,7 +67,7 @@ TEST(DeclarationGrammar, RefusesWhatIsNoDeclaration) {
                            "f(a as color = &x12)",
                            "f(a as integer = x)",
                            "f(byref as integer)",
-                           (many + ")").c_str()}) {
+                           many.c_str()}) {
     EXPECT_EQ(understood(text), "malformed") << text;
   }
 }
